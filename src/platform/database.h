@@ -1,0 +1,226 @@
+#pragma once
+
+#include <QHash>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+#include <QVector>
+
+#include <optional>
+#include <vector>
+
+struct sqlite3;
+
+namespace platform {
+
+class Recordset;
+class Table;
+
+// Field types understood by Database::addField (the numbering of the program's original
+// database engine, which callers pass as plain numbers).
+namespace fieldtype {
+inline constexpr int Boolean = 1;
+inline constexpr int Byte = 2;
+inline constexpr int Integer = 3;
+inline constexpr int Long = 4;
+inline constexpr int Currency = 5;
+inline constexpr int Single = 6;
+inline constexpr int Double = 7;
+inline constexpr int Date = 8;
+inline constexpr int Text = 10;
+inline constexpr int Memo = 12;
+} // namespace fieldtype
+
+// The file a database name refers to: "\" separators are taken as "/", ".mdb" is supplied when
+// the name has no extension, and the file name is matched without regard to case within its
+// folder ("dbScan" finds "dbscan.mdb"). When nothing matches, the path as it would be is
+// returned, so the caller's error names it.
+QString resolveDatabaseFile(const QString& name);
+
+// One open database file. Opening never creates a file. The connection closes when the object
+// goes away; record sets and tables opened from it must go away first.
+class Database {
+public:
+    static Database open(const QString& name);
+
+    // How long a statement waits for a lock held by another program before it fails.
+    static void setBusyTimeoutMs(int milliseconds);
+    static int busyTimeoutMs();
+
+    Database(Database&& other) noexcept;
+    Database& operator=(Database&& other) noexcept;
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+    ~Database();
+
+    const QString& path() const { return path_; }
+    bool isOpen() const { return !connectionName_.isEmpty(); }
+    void close();
+
+    // Runs a statement (Jet or SQLite dialect) that returns no rows; gives the rows it changed.
+    int execute(const QString& sql);
+
+    // A table name opens the whole table; anything else is taken as a SELECT statement.
+    Recordset openRecordset(const QString& sqlOrTable);
+    Table openTable(const QString& name);
+
+    QStringList tableNames() const;
+    QStringList fieldNames(const QString& table) const;
+    bool hasTable(const QString& name) const;
+    bool hasField(const QString& table, const QString& field) const;
+    void addField(const QString& table, const QString& field, int type, int size);
+
+    QSqlDatabase connection() const;
+    sqlite3* nativeHandle() const;
+
+private:
+    Database(QString connectionName, QString path);
+
+    QString connectionName_;
+    QString path_;
+};
+
+// A row cursor with the edit cycle the program's routines are written in: move to a row, read
+// fields by name (without regard to case), Edit or AddNew, set fields, Update.
+class RecordCursor {
+public:
+    RecordCursor(RecordCursor&&) noexcept = default;
+    RecordCursor& operator=(RecordCursor&&) noexcept = default;
+    virtual ~RecordCursor() = default;
+
+    int fieldCount() const { return static_cast<int>(fields_.size()); }
+    QString fieldName(int index) const { return fields_.value(index); }
+    bool hasField(const QString& name) const;
+
+    QVariant value(const QString& field) const;
+    QVariant value(int index) const;
+
+    void edit();
+    void addNew();
+    void setValue(const QString& field, const QVariant& value);
+    void update();
+    void cancelUpdate();
+    void deleteCurrent();
+
+    bool isEditing() const { return mode_ != Mode::None; }
+
+protected:
+    RecordCursor(QSqlDatabase db, QString table, QString path);
+
+    void setFields(const QStringList& fields);
+    int fieldIndex(const QString& name) const; // -1 when absent
+    int requireField(const QString& name) const;
+
+    // The row the cursor stands on; nullptr before the first or after the last.
+    virtual QVector<QVariant>* currentValues() = 0;
+    virtual std::optional<qint64> currentRowId() const = 0;
+    virtual void rowInserted(qint64 rowid, const QVector<QVariant>& values) = 0;
+    virtual void currentDeleted() = 0;
+
+    const QVector<QVariant>* constCurrentValues() const;
+    void requireUpdatable() const;
+
+    QSqlDatabase db_;
+    QString table_;
+    QString path_;
+
+private:
+    enum class Mode { None, Edit, Add };
+
+    void writeEdit(qint64 rowid);
+    qint64 writeNew();
+
+    QStringList fields_;
+    QHash<QString, int> fieldIndex_;
+    Mode mode_ = Mode::None;
+    QVector<QVariant> buffer_;
+    QVector<bool> dirty_;
+};
+
+// The rows of a SELECT, read when it is opened. A statement on one table gives an updatable
+// record set (edits go to that table's row); any other statement is read-only.
+class Recordset : public RecordCursor {
+public:
+    int recordCount() const;
+    bool bof() const { return pos_ < 0; }
+    bool eof() const { return pos_ >= static_cast<qsizetype>(rows_.size()); }
+    void moveFirst();
+    void moveLast();
+    void moveNext();
+    void movePrevious();
+
+private:
+    friend class Database;
+    struct Row {
+        qint64 rowid = 0;
+        QVector<QVariant> values;
+        bool deleted = false;
+    };
+
+    Recordset(QSqlDatabase db, QString table, QString path);
+
+    QVector<QVariant>* currentValues() override;
+    std::optional<qint64> currentRowId() const override;
+    void rowInserted(qint64 rowid, const QVector<QVariant>& values) override;
+    void currentDeleted() override;
+    void skipDeleted(int step);
+
+    std::vector<Row> rows_;
+    qsizetype pos_ = 0;
+};
+
+// A whole table opened for seeks on an index and for walks in index order. Rows are read as
+// they are reached, so a table of millions of rows opens at once and a seek costs one lookup.
+class Table : public RecordCursor {
+public:
+    // "PrimaryKey" is the table's primary key; other names are the file's own indexes.
+    void setIndex(const QString& name);
+
+    // Equality seek on the current index. Afterwards noMatch() tells whether a row was found;
+    // the row found is the current row.
+    void seek(const QVariant& key);
+    bool noMatch() const { return noMatch_; }
+
+    int recordCount() const;
+    bool bof() const { return keysetPos_ == -1; }
+    bool eof() const;
+    void moveFirst();
+    void moveLast();
+    void moveNext();
+    void movePrevious();
+
+private:
+    friend class Database;
+    Table(QSqlDatabase db, QString table, QString path);
+
+    QVector<QVariant>* currentValues() override;
+    std::optional<qint64> currentRowId() const override;
+    void rowInserted(qint64 rowid, const QVector<QVariant>& values) override;
+    void currentDeleted() override;
+
+    void loadKeyset();
+    void loadRow(qint64 rowid);
+    void positionAtFirst();
+    void locateInKeyset();
+    QString orderBy() const;
+    void moveTo(qsizetype position);
+
+    QStringList indexColumns_;
+    QSqlQuery seekQuery_;
+    QSqlQuery rowQuery_;
+    bool noMatch_ = true;
+
+    std::optional<qint64> rowid_;
+    QVector<QVariant> row_;
+    bool rowDeleted_ = false;
+
+    // Row ids in index order, read when a walk needs them. kUnknownPosition: the current row
+    // was reached by a seek or is the first row, and its place in the walk is not known yet.
+    static constexpr qsizetype kUnknownPosition = -2;
+    std::optional<std::vector<qint64>> keyset_;
+    qsizetype keysetPos_ = kUnknownPosition;
+};
+
+} // namespace platform

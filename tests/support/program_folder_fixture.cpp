@@ -1,0 +1,70 @@
+#include "support/program_folder_fixture.h"
+
+#include "core/program_folder.h"
+#include "core/shared_state.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <stdexcept>
+
+namespace testsupport {
+
+void copyShippedFiles(const QString& folder) {
+    for (const char* name : {"dbscan.mdb", "accsys.mdb", "CmdKeys.mdb", "transltr.ini"}) {
+        const QString source = QDir(QStringLiteral(ORVANE_SHIPPED_DIR)).filePath(name);
+        const QString target = QDir(folder).filePath(name);
+        if (!QFile::copy(source, target))
+            throw std::runtime_error("cannot copy " + source.toStdString());
+        QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup |
+                                          QFile::ReadOther);
+    }
+}
+
+void runSql(const QString& databaseFile, const QString& statements) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(databaseFile.toUtf8().constData(), &db, SQLITE_OPEN_READWRITE, nullptr) !=
+        SQLITE_OK) {
+        sqlite3_close(db);
+        throw std::runtime_error("cannot open " + databaseFile.toStdString());
+    }
+    char* error = nullptr;
+    const int rc = sqlite3_exec(db, statements.toUtf8().constData(), nullptr, nullptr, &error);
+    const std::string message = error ? error : "";
+    sqlite3_free(error);
+    sqlite3_close(db);
+    if (rc != SQLITE_OK)
+        throw std::runtime_error("SQL failed on " + databaseFile.toStdString() + ": " + message);
+}
+
+TempProgramFolder::TempProgramFolder() {
+    if (!dir_.isValid())
+        throw std::runtime_error("cannot make a temporary folder");
+    copyShippedFiles(dir_.path());
+    core::setProgramFolder(dir_.path());
+    core::resetSharedState();
+}
+
+TempProgramFolder::~TempProgramFolder() {
+    core::setProgramFolder(QString());
+    core::resetSharedState();
+}
+
+QString TempProgramFolder::file(const QString& name) const {
+    return QDir(dir_.path()).filePath(name);
+}
+
+void TempProgramFolder::sql(const QString& fileName, const QString& statements) const {
+    runSql(file(fileName), statements);
+}
+
+void TempProgramFolder::writeIni(const QByteArray& contents) const {
+    QFile ini(file(QStringLiteral("transltr.ini")));
+    if (!ini.open(QIODevice::WriteOnly | QIODevice::Truncate) || ini.write(contents) < 0)
+        throw std::runtime_error("cannot write transltr.ini");
+}
+
+} // namespace testsupport
