@@ -29,7 +29,8 @@ void LoadSettings() {
     SharedState next = shared();
     next.Accounting = toText(rs.value(QStringLiteral("Accounting")));
     next.ComPort = textOr(rs.value(QStringLiteral("ComPort")), QStringLiteral("1"));
-    next.PortSetting = textOr(rs.value(QStringLiteral("PortSetting")), QStringLiteral("9600,N,8,1"));
+    next.PortSetting =
+        textOr(rs.value(QStringLiteral("PortSetting")), QStringLiteral("9600,N,8,1"));
     next.RetAsScan = toBool(rs.value(QStringLiteral("RetAsScan")));
     next.CRLF = toBool(rs.value(QStringLiteral("CRLF")));
     next.ACK = toBool(rs.value(QStringLiteral("ACK")));

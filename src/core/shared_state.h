@@ -23,10 +23,10 @@ struct SharedState {
     bool IsDBShared = false;
 
     // Scanning.
-    QString strScanBuffer;          // received and not yet delivered
-    std::int16_t intTimeout = 0;    // quiet-line tick length in milliseconds
-    std::int16_t intTickCount = 0;  // quiet ticks since the last received chunk
-    bool blnTesting = false;        // the scanner setup window's test is running
+    QString strScanBuffer;         // received and not yet delivered
+    std::int16_t intTimeout = 0;   // quiet-line tick length in milliseconds
+    std::int16_t intTickCount = 0; // quiet ticks since the last received chunk
+    bool blnTesting = false;       // the scanner setup window's test is running
 
     QString strAppTitle; // "Orvane Translator"
     QString strDbPath;   // the program folder's dbscan.mdb

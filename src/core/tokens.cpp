@@ -55,29 +55,12 @@ constexpr std::array<Step, 11> kStoredToSendKeysSteps{{
 // Steps 3 to 8 park the escaped specials under lower-case work words so that steps 9 to 15 leave
 // them alone; steps 18 to 23 turn the work words into the literal characters.
 constexpr std::array<Step, 23> kSendKeysToStoredSteps{{
-    {u"<", u"<<"},
-    {u">", u">>"},
-    {u"{(}", u"<lper>"},
-    {u"{)}", u"<rper>"},
-    {u"{+}", u"<plus>"},
-    {u"{~}", u"<tild>"},
-    {u"{%}", u"<pers>"},
-    {u"{^}", u"<carr>"},
-    {u"+", u"<SHIFT>"},
-    {u"%", u"<ALT>"},
-    {u"^", u"<CTRL>"},
-    {u"~", u"<RET>"},
-    {u" ", u"<SP>"},
-    {u"(", u"<(>"},
-    {u")", u"<)>"},
-    {u"{", u"<"},
-    {u"}", u">"},
-    {u"<plus>", u"+"},
-    {u"<tild>", u"~"},
-    {u"<pers>", u"%"},
-    {u"<carr>", u"^"},
-    {u"<lper>", u"("},
-    {u"<rper>", u")"},
+    {u"<", u"<<"},       {u">", u">>"},       {u"{(}", u"<lper>"}, {u"{)}", u"<rper>"},
+    {u"{+}", u"<plus>"}, {u"{~}", u"<tild>"}, {u"{%}", u"<pers>"}, {u"{^}", u"<carr>"},
+    {u"+", u"<SHIFT>"},  {u"%", u"<ALT>"},    {u"^", u"<CTRL>"},   {u"~", u"<RET>"},
+    {u" ", u"<SP>"},     {u"(", u"<(>"},      {u")", u"<)>"},      {u"{", u"<"},
+    {u"}", u">"},        {u"<plus>", u"+"},   {u"<tild>", u"~"},   {u"<pers>", u"%"},
+    {u"<carr>", u"^"},   {u"<lper>", u"("},   {u"<rper>", u")"},
 }};
 
 } // namespace

@@ -26,9 +26,9 @@ inline constexpr int Overflow = 6;
 inline constexpr int TypeMismatch = 13;
 inline constexpr int InvalidUseOfNull = 94;
 inline constexpr int InvalidPropertyValue = 380;
-inline constexpr int ItemNotFound = 3265;     // no such field in a record set
-inline constexpr int NoCurrentRecord = 3021;  // read or edit before the first or after the last row
-inline constexpr int RecordDeleted = 3167;    // the current row was deleted
+inline constexpr int ItemNotFound = 3265;    // no such field in a record set
+inline constexpr int NoCurrentRecord = 3021; // read or edit before the first or after the last row
+inline constexpr int RecordDeleted = 3167;   // the current row was deleted
 inline constexpr int UpdateWithoutEdit = 3020;
 inline constexpr int DuplicateKey = 3022;
 inline constexpr int FileNotFound = 3024;
@@ -38,7 +38,7 @@ inline constexpr int SyntaxError = 3075;
 inline constexpr int InvalidFieldType = 3259;
 inline constexpr int UnrecognizedFormat = 3343;
 inline constexpr int ReadOnly = 3027;
-inline constexpr int DatabaseError = 3146;    // any other engine failure
+inline constexpr int DatabaseError = 3146; // any other engine failure
 } // namespace err
 
 } // namespace platform

@@ -64,10 +64,15 @@ int primaryCode(const QSqlError& error) {
         throw AppError(err::UnrecognizedFormat,
                        QStringLiteral("The database '%1' is damaged (%2). Use Repair Data.")
                            .arg(QDir::toNativeSeparators(path), detail));
-    case 13: // full
+    case 10: // I/O error
         throw AppError(err::DatabaseError,
-                       QStringLiteral("The disk holding '%1' is full.")
-                           .arg(QDir::toNativeSeparators(path)));
+                       QStringLiteral("Could not read or write the database '%1' (%2). Check that "
+                                      "the file and its folder can be written to.")
+                           .arg(QDir::toNativeSeparators(path), detail));
+    case 13: // full
+        throw AppError(
+            err::DatabaseError,
+            QStringLiteral("The disk holding '%1' is full.").arg(QDir::toNativeSeparators(path)));
     case 19: // constraint
         if (detail.contains(u"UNIQUE", Qt::CaseInsensitive) ||
             detail.contains(u"PRIMARY KEY", Qt::CaseInsensitive))
@@ -85,8 +90,7 @@ int primaryCode(const QSqlError& error) {
                                       "(%3).")
                            .arg(statement, QDir::toNativeSeparators(path), detail));
     throw AppError(err::DatabaseError, QStringLiteral("Database error in '%1': %2\nStatement: %3")
-                                           .arg(QDir::toNativeSeparators(path), detail,
-                                                statement));
+                                           .arg(QDir::toNativeSeparators(path), detail, statement));
 }
 
 // --- opening ------------------------------------------------------------------------------
@@ -104,9 +108,9 @@ QString fileUri(const QString& path) {
 void checkFileFormat(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw AppError(err::FileLocked, QStringLiteral("Cannot read the database '%1': %2")
-                                            .arg(QDir::toNativeSeparators(path),
-                                                 file.errorString()));
+        throw AppError(err::FileLocked,
+                       QStringLiteral("Cannot read the database '%1': %2")
+                           .arg(QDir::toNativeSeparators(path), file.errorString()));
     const QByteArray header = file.read(32);
     if (header.isEmpty())
         return; // an empty file is an empty database
@@ -117,9 +121,8 @@ void checkFileFormat(const QString& path) {
                                       "files under the same names; it cannot open this file.")
                            .arg(QDir::toNativeSeparators(path)));
     if (!header.startsWith(QByteArrayLiteral("SQLite format 3\0")))
-        throw AppError(err::UnrecognizedFormat,
-                       QStringLiteral("Unrecognized database format '%1'.")
-                           .arg(QDir::toNativeSeparators(path)));
+        throw AppError(err::UnrecognizedFormat, QStringLiteral("Unrecognized database format '%1'.")
+                                                    .arg(QDir::toNativeSeparators(path)));
 }
 
 QString sqlTypeFor(int type, int size) {
@@ -161,9 +164,9 @@ QStringList pragmaColumn(const QSqlDatabase& db, const QString& pragma, int colu
 // whose rows can be edited; empty for anything else.
 QString updatableBaseTable(const QString& sql, QString* selectList, qsizetype* listStart) {
     static const QRegularExpression pattern(
-        QStringLiteral(R"(^\s*SELECT\s+(.+?)\s+FROM\s+("[^"]+"|\w+)\s*(?:(?:WHERE|ORDER\s+BY)\b.*)?;?\s*$)"),
-        QRegularExpression::CaseInsensitiveOption |
-            QRegularExpression::DotMatchesEverythingOption);
+        QStringLiteral(
+            R"(^\s*SELECT\s+(.+?)\s+FROM\s+("[^"]+"|\w+)\s*(?:(?:WHERE|ORDER\s+BY)\b.*)?;?\s*$)"),
+        QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
     static const QRegularExpression plainList(QStringLiteral(R"(^[\w\s.,"*]+$)"));
     const QRegularExpressionMatch match = pattern.match(sql);
     if (!match.hasMatch())
@@ -223,8 +226,9 @@ Database Database::open(const QString& name) {
     const QString path = resolveDatabaseFile(name);
     const QFileInfo info(path);
     if (!info.exists() || !info.isFile())
-        throw AppError(err::FileNotFound,
-                       QStringLiteral("Could not find file '%1'.").arg(QDir::toNativeSeparators(path)));
+        throw AppError(
+            err::FileNotFound,
+            QStringLiteral("Could not find file '%1'.").arg(QDir::toNativeSeparators(path)));
     checkFileFormat(path);
 
     const QString connection =
@@ -241,8 +245,9 @@ Database Database::open(const QString& name) {
     if (failure.isValid()) {
         QSqlDatabase::removeDatabase(connection);
         if (!QFileInfo::exists(path))
-            throw AppError(err::FileNotFound, QStringLiteral("Could not find file '%1'.")
-                                                  .arg(QDir::toNativeSeparators(path)));
+            throw AppError(
+                err::FileNotFound,
+                QStringLiteral("Could not find file '%1'.").arg(QDir::toNativeSeparators(path)));
         raise(failure, path, QStringLiteral("open"));
     }
     return Database(connection, path);
@@ -303,9 +308,9 @@ Recordset Database::openRecordset(const QString& sqlOrTable) {
     QString sql = sqlOrTable;
     if (isTableName(sqlOrTable)) {
         if (!hasTable(sqlOrTable.trimmed()))
-            throw AppError(err::TableNotFound, QStringLiteral("Could not find table '%1' in '%2'.")
-                                                   .arg(sqlOrTable.trimmed(),
-                                                        QDir::toNativeSeparators(path_)));
+            throw AppError(err::TableNotFound,
+                           QStringLiteral("Could not find table '%1' in '%2'.")
+                               .arg(sqlOrTable.trimmed(), QDir::toNativeSeparators(path_)));
         sql = QStringLiteral("SELECT * FROM ") + quoted(sqlOrTable.trimmed());
     } else {
         sql = jetToSqlite(sqlOrTable);
@@ -358,7 +363,8 @@ QStringList Database::tableNames() const {
 }
 
 QStringList Database::fieldNames(const QString& table) const {
-    return pragmaColumn(connection(), QStringLiteral("PRAGMA table_info(%1)").arg(quoted(table)), 1);
+    return pragmaColumn(connection(), QStringLiteral("PRAGMA table_info(%1)").arg(quoted(table)),
+                        1);
 }
 
 bool Database::hasTable(const QString& name) const {
@@ -572,8 +578,8 @@ Recordset::Recordset(QSqlDatabase db, QString table, QString path)
     : RecordCursor(std::move(db), std::move(table), std::move(path)) {}
 
 int Recordset::recordCount() const {
-    return static_cast<int>(std::count_if(rows_.begin(), rows_.end(),
-                                          [](const Row& row) { return !row.deleted; }));
+    return static_cast<int>(
+        std::count_if(rows_.begin(), rows_.end(), [](const Row& row) { return !row.deleted; }));
 }
 
 void Recordset::skipDeleted(int step) {

@@ -27,10 +27,10 @@ struct MessageRequest {
 // by vertical bars: "All (*.*)|*.*|Databases (*.mdb)|*.mdb".
 struct FileRequest {
     QString title;
-    QString startFile;       // a file name or path to start with; may be empty
+    QString startFile; // a file name or path to start with; may be empty
     QString filter;
-    QString defaultSuffix;   // added to a name typed without one, e.g. "mdb"
-    bool mustExist = false;  // the chosen file must already exist
+    QString defaultSuffix;  // added to a name typed without one, e.g. "mdb"
+    bool mustExist = false; // the chosen file must already exist
     bool confirmOverwrite = false;
 };
 

@@ -35,7 +35,7 @@ void runGuarded(F&& handler) {
 template <class F>
 auto guarded(F handler) {
     return [handler](auto&&... args) -> decltype(handler(std::forward<decltype(args)>(args)...),
-                                                  void()) {
+                                                 void()) {
         runGuarded([&] { handler(std::forward<decltype(args)>(args)...); });
     };
 }

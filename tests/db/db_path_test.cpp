@@ -1,0 +1,174 @@
+#include "core/shared_state.h"
+#include "db/db_path.h"
+#include "platform/database.h"
+#include "support/program_folder_fixture.h"
+#include "support/scripted_dialogs.h"
+
+#include <QFile>
+#include <QRandomGenerator>
+
+#include <gtest/gtest.h>
+
+using platform::Database;
+using testsupport::ScriptedDialogs;
+using testsupport::TempProgramFolder;
+
+TEST(SqlQuoteTest, QuotesApostropheAndVerticalBar) {
+    EXPECT_EQ(db::SqlQuote("O'Neil|2"), "O''Neil' & chr(124) & '2");
+    EXPECT_EQ(db::SqlQuote("plain"), "plain");
+}
+
+namespace {
+
+QString randomText(QRandomGenerator& random) {
+    static const QStringList pieces = {"'",
+                                       "''",
+                                       "|",
+                                       "||",
+                                       "\"",
+                                       ";",
+                                       "--",
+                                       "/*",
+                                       "*/",
+                                       "'); DROP TABLE tblSettings; --",
+                                       "' OR '1'='1",
+                                       "&",
+                                       " & chr(124) & ",
+                                       "%",
+                                       "_",
+                                       "\\",
+                                       " ",
+                                       "\t",
+                                       "ä",
+                                       "Größe",
+                                       "漢字",
+                                       "🙂",
+                                       "(",
+                                       ")",
+                                       "{TAB}",
+                                       "<RET>",
+                                       "a",
+                                       "Z",
+                                       "9",
+                                       "[x]",
+                                       "#1#",
+                                       "?"};
+    QString text;
+    const int count = 1 + random.bounded(8);
+    for (int i = 0; i < count; ++i)
+        text += pieces[random.bounded(pieces.size())];
+    return text;
+}
+
+} // namespace
+
+TEST(SqlQuoteTest, AnyTextRoundTripsThroughStatementsAndNeverRunsAsSql) {
+    TempProgramFolder folder;
+    Database db = Database::open(folder.file("dbscan.mdb"));
+    QRandomGenerator random(20261122);
+    for (int i = 0; i < 400; ++i) {
+        const QString text = randomText(random);
+        SCOPED_TRACE(text.toStdString());
+        const QString q = db::SqlQuote(text);
+        ASSERT_EQ(db.execute("INSERT INTO tblCodelink (ScanValue, ReturnValue) VALUES ('" + q +
+                             "', '" + q + "')"),
+                  1);
+        platform::Recordset found = db.openRecordset(
+            "SELECT tblCodelink.* From tblCodelink WHERE (((tblCodelink.ScanValue)='" + q + "'));");
+        ASSERT_EQ(found.recordCount(), 1);
+        EXPECT_EQ(found.value("ScanValue").toString(), text);
+        EXPECT_EQ(found.value("ReturnValue").toString(), text);
+        EXPECT_EQ(
+            db.execute("DELETE From tblCodelink WHERE (((tblCodelink.ScanValue)='" + q + "'));"),
+            1);
+    }
+    EXPECT_EQ(db.openRecordset("tblCodelink").recordCount(), 0);
+    EXPECT_EQ(db.openRecordset("tblSettings").recordCount(), 1);
+    EXPECT_EQ(db.openRecordset("tblAppendStr").recordCount(), 5);
+}
+
+namespace {
+
+// Dialogs that bring the shared file back while the user looks at the question.
+class RestoringDialogs : public ScriptedDialogs {
+public:
+    explicit RestoringDialogs(QString source, QString target)
+        : source_(std::move(source))
+        , target_(std::move(target)) {}
+    platform::Answer message(const platform::MessageRequest& request) override {
+        QFile::copy(source_, target_);
+        return ScriptedDialogs::message(request);
+    }
+
+private:
+    QString source_;
+    QString target_;
+};
+
+} // namespace
+
+TEST(GetDbPathTest, LocalSharedAndRetryWhenTheSharedFileComesBack) {
+    TempProgramFolder folder;
+    EXPECT_EQ(db::GetDbPath(), folder.file("dbScan.mdb"));
+
+    const QString shared = folder.file("shared.mdb");
+    core::shared().IsDBShared = true;
+    core::shared().SharedDataBase = shared;
+    RestoringDialogs dialogs(folder.file("dbscan.mdb"), shared);
+    dialogs.answer(platform::Answer::Retry);
+    EXPECT_EQ(db::GetDbPath(), shared);
+    ASSERT_EQ(dialogs.messages().size(), 1u);
+    const platform::MessageRequest& asked = dialogs.messages().front();
+    EXPECT_EQ(asked.text, "Lost Connection to Shared Database\r\nAt " + shared);
+    EXPECT_EQ(asked.buttons, platform::Buttons::RetryCancel);
+    EXPECT_EQ(asked.icon, platform::Icon::Question);
+    EXPECT_TRUE(core::shared().IsDBShared);
+}
+
+TEST(GetDbPathTest, CancelFallsBackToTheLocalFileUntilSettingsReload) {
+    TempProgramFolder folder;
+    folder.sql("dbscan.mdb", "UPDATE tblSettings SET IsDBShared = 1");
+    core::shared().IsDBShared = true;
+    core::shared().SharedDataBase = folder.file("gone/shared.mdb");
+    ScriptedDialogs dialogs;
+    dialogs.answer(platform::Answer::Retry);
+    dialogs.answer(platform::Answer::Cancel);
+    EXPECT_EQ(db::GetDbPath(), folder.file("dbScan.mdb"));
+    EXPECT_EQ(dialogs.messages().size(), 2u);
+    EXPECT_FALSE(core::shared().IsDBShared);
+    EXPECT_EQ(db::GetDbPath(), folder.file("dbScan.mdb"));
+    EXPECT_EQ(dialogs.messages().size(), 2u) << "later calls no longer ask";
+
+    Database db = Database::open(folder.file("dbscan.mdb"));
+    EXPECT_EQ(db.openRecordset("tblSettings").value("IsDBShared").toInt(), 1)
+        << "the stored setting is left alone";
+}
+
+TEST(SharedDatabaseCheck, UpgradesAValidFileAndRefusesAnIncompleteOne) {
+    TempProgramFolder folder;
+    const QString candidate = folder.file("shared.mdb");
+    ASSERT_TRUE(QFile::copy(folder.file("dbscan.mdb"), candidate));
+    folder.sql("shared.mdb", "ALTER TABLE tblCodelink DROP COLUMN Unit;"
+                             "INSERT INTO tblAppendStr (Name, String) VALUES ('T', '<TAB>');"
+                             "INSERT INTO tblAppendStr (Name, String) VALUES ('M', 'x<RetVal>');");
+    ScriptedDialogs dialogs;
+    EXPECT_TRUE(db::CheckSharedDatabase(candidate));
+    EXPECT_TRUE(dialogs.messages().empty());
+    {
+        Database db = Database::open(candidate);
+        EXPECT_TRUE(db.hasField("tblCodelink", "Unit"));
+        EXPECT_EQ(db.openRecordset("SELECT String FROM tblAppendStr WHERE Name = 'T'")
+                      .value("String")
+                      .toString(),
+                  "<RetVal><TAB>");
+        EXPECT_EQ(db.openRecordset("SELECT String FROM tblAppendStr WHERE Name = 'M'")
+                      .value("String")
+                      .toString(),
+                  "x<RetVal>");
+    }
+
+    folder.sql("shared.mdb", "DROP TABLE tblManual");
+    EXPECT_FALSE(db::CheckSharedDatabase(candidate));
+    ASSERT_EQ(dialogs.messages().size(), 1u);
+    EXPECT_EQ(dialogs.messages().front().text, candidate + "\r\nIs Not a Valid Shared Database");
+}
