@@ -10,11 +10,15 @@
 //   380  Invalid property value (a settings text that is not "baud,parity,data,stop")
 //   8002 Invalid port number (no such port, port 0)
 //   8005 Port already open (also when another program holds the port)
+//   8010 The hardware is not available (the port exists but cannot be opened)
+//   8012 Port not open (a write to a closed port)
+//   8020 A read or write failed
 namespace platform {
 
 namespace err {
 inline constexpr int CommInvalidPort = 8002;
 inline constexpr int CommPortAlreadyOpen = 8005;
+inline constexpr int CommHardwareUnavailable = 8010;
 inline constexpr int CommPortNotOpen = 8012;
 inline constexpr int CommReadWriteFailed = 8020;
 } // namespace err

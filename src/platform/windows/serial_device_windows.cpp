@@ -1,0 +1,46 @@
+#include "platform/serial_device.h"
+
+#include <utility>
+
+namespace platform {
+
+QString serialPortForNumber(int number) {
+    return QStringLiteral("COM%1").arg(number);
+}
+
+QString serialDeviceLocation(const QString& name) {
+    return name;
+}
+
+// Windows refuses a second open of a serial port by itself (QSerialPort reports it as a
+// permission error), and reports an unplugged adapter as a resource error, so there is nothing
+// to hold or to watch here.
+SerialDeviceClaim SerialDeviceClaim::claim(const QString&) {
+    SerialDeviceClaim result;
+    result.status_ = Status::Claimed;
+    return result;
+}
+
+SerialDeviceClaim::SerialDeviceClaim(SerialDeviceClaim&& other) noexcept
+    : status_(std::exchange(other.status_, Status::Failed))
+    , reason_(std::move(other.reason_))
+    , handle_(std::exchange(other.handle_, -1)) {}
+
+SerialDeviceClaim& SerialDeviceClaim::operator=(SerialDeviceClaim&& other) noexcept {
+    status_ = std::exchange(other.status_, Status::Failed);
+    reason_ = std::move(other.reason_);
+    handle_ = std::exchange(other.handle_, -1);
+    return *this;
+}
+
+SerialDeviceClaim::~SerialDeviceClaim() = default;
+
+void SerialDeviceClaim::release() {
+    handle_ = -1;
+}
+
+bool SerialDeviceClaim::hungUp() const {
+    return false;
+}
+
+} // namespace platform

@@ -1,0 +1,105 @@
+#include "platform/serial_device.h"
+
+#include <QFile>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <unistd.h>
+#include <utility>
+
+namespace platform {
+
+namespace {
+
+SerialDeviceClaim::Status statusOfOpenError(int error) {
+    switch (error) {
+    case ENOENT:
+    case ENODEV:
+    case ENXIO:
+    case ENOTDIR:
+        return SerialDeviceClaim::Status::NoSuchDevice;
+    case EBUSY: // another opener set TIOCEXCL
+        return SerialDeviceClaim::Status::InUse;
+    case EACCES:
+    case EPERM:
+        return SerialDeviceClaim::Status::AccessDenied;
+    default:
+        return SerialDeviceClaim::Status::Failed;
+    }
+}
+
+} // namespace
+
+QString serialPortForNumber(int number) {
+    return QStringLiteral("/dev/ttyS%1").arg(number - 1);
+}
+
+QString serialDeviceLocation(const QString& name) {
+    const bool isPath = name.startsWith(u'/') || name.startsWith(QLatin1String("./")) ||
+                        name.startsWith(QLatin1String("../"));
+    return isPath ? name : QStringLiteral("/dev/") + name;
+}
+
+SerialDeviceClaim SerialDeviceClaim::claim(const QString& location) {
+    SerialDeviceClaim result;
+    // Non-blocking, so that a modem port without carrier does not hang the open.
+    const int fd =
+        ::open(QFile::encodeName(location).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        const int error = errno;
+        result.status_ = statusOfOpenError(error);
+        result.reason_ = qt_error_string(error);
+        return result;
+    }
+    result.handle_ = fd;
+    if (!::isatty(fd)) {
+        result.status_ = Status::NotSerial;
+        result.reason_ = QStringLiteral("not a serial device");
+    } else if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        const int error = errno;
+        result.status_ = error == EWOULDBLOCK ? Status::InUse : Status::Failed;
+        result.reason_ = qt_error_string(error);
+    } else {
+        result.status_ = Status::Claimed;
+        return result;
+    }
+    result.release();
+    return result;
+}
+
+SerialDeviceClaim::SerialDeviceClaim(SerialDeviceClaim&& other) noexcept
+    : status_(std::exchange(other.status_, Status::Failed))
+    , reason_(std::move(other.reason_))
+    , handle_(std::exchange(other.handle_, -1)) {}
+
+SerialDeviceClaim& SerialDeviceClaim::operator=(SerialDeviceClaim&& other) noexcept {
+    if (this != &other) {
+        release();
+        status_ = std::exchange(other.status_, Status::Failed);
+        reason_ = std::move(other.reason_);
+        handle_ = std::exchange(other.handle_, -1);
+    }
+    return *this;
+}
+
+SerialDeviceClaim::~SerialDeviceClaim() {
+    release();
+}
+
+void SerialDeviceClaim::release() {
+    if (handle_ >= 0)
+        ::close(static_cast<int>(handle_)); // closing the descriptor drops the lock
+    handle_ = -1;
+}
+
+bool SerialDeviceClaim::hungUp() const {
+    if (handle_ < 0)
+        return false;
+    // Hang-up and error are reported whatever events are asked for.
+    pollfd watch{static_cast<int>(handle_), 0, 0};
+    return ::poll(&watch, 1, 0) > 0 && (watch.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
+}
+
+} // namespace platform
