@@ -175,9 +175,13 @@ void SerialCommControl::open() {
     if (port_.isOpen())
         throw AppError(err::CommPortAlreadyOpen, QStringLiteral("Port already open"));
     const QString location = deviceName();
-    SerialDeviceClaim claim = claimDevice(location);
-    openClaimedPort(location);
-    claim_ = std::move(claim);
+    claim_ = claimDevice(location);
+    try {
+        openClaimedPort(location);
+    } catch (...) {
+        claim_ = SerialDeviceClaim();
+        throw;
+    }
     ++session_;
     lossNoted_ = false;
     decoder_.reset();
@@ -235,21 +239,28 @@ void SerialCommControl::openClaimedPort(const QString& location) {
 }
 
 // Applies settings to the open port as a whole: when the device refuses one of them, the ones
-// in force before are put back and the refusal is thrown as 380.
+// in force before are put back and the refusal is thrown as 380. A pseudo terminal refuses data
+// bits and parity it has no line for; that is no reason to refuse it as a port.
 void SerialCommControl::applySettings(const CommSettings& settings) {
-    const auto apply = [this](const CommSettings& s) {
-        return port_.setBaudRate(s.baudRate) &&
-               port_.setDataBits(static_cast<QSerialPort::DataBits>(s.dataBits)) &&
-               port_.setParity(qtParity(s.parity)) && setStopBits(port_, s.stopBits) &&
-               port_.setFlowControl(QSerialPort::NoFlowControl);
-    };
-    if (apply(settings))
+    if (applyEach(settings) || claim_.pseudoTerminal())
         return;
     const QString reason = port_.errorString();
-    apply(settings_);
+    applyEach(settings_);
     throw AppError(err::InvalidPropertyValue,
                    QStringLiteral("Invalid property value: %1 cannot use \"%2\" (%3)")
                        .arg(port_.portName(), settings.text(), reason));
+}
+
+// Every setting is tried, also after one was refused.
+bool SerialCommControl::applyEach(const CommSettings& settings) {
+    const bool results[] = {
+        port_.setBaudRate(settings.baudRate),
+        port_.setDataBits(static_cast<QSerialPort::DataBits>(settings.dataBits)),
+        port_.setParity(qtParity(settings.parity)),
+        setStopBits(port_, settings.stopBits),
+        port_.setFlowControl(QSerialPort::NoFlowControl),
+    };
+    return std::all_of(std::begin(results), std::end(results), [](bool ok) { return ok; });
 }
 
 void SerialCommControl::onReadyRead() {

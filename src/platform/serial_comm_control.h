@@ -22,7 +22,8 @@ namespace platform {
 //   8002 when there is no such device, or it is not a serial device;
 //   8005 when this object has the port open already, or another program or object holds it;
 //   8010 when the device exists but cannot be opened (no permission, driver failure);
-//   380  when the device refuses the settings.
+//   380  when the device refuses the settings (a pseudo terminal, which has no line, takes
+//        any settings).
 // The port is opened without touching the modem lines (DTR/RTS), which pseudo terminals and many
 // USB adapters do not have. Settings set while the port is open apply to it at once.
 //
@@ -86,6 +87,7 @@ private:
     SerialDeviceClaim claimDevice(const QString& location) const;
     void openClaimedPort(const QString& location);
     void applySettings(const CommSettings& settings);
+    bool applyEach(const CommSettings& settings);
     void onReadyRead();
     void onPortError(QSerialPort::SerialPortError error);
     void onIncompleteCharacterWaitOver();

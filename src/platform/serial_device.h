@@ -39,6 +39,10 @@ public:
     // The system's words for a failed claim.
     const QString& reason() const { return reason_; }
 
+    // True for a pseudo terminal (a virtual serial pair such as socat makes): it has no line,
+    // so it keeps 8 data bits and no parity whatever is asked.
+    bool pseudoTerminal() const;
+
     // True once the claimed device has hung up: unplugged, or the far end of a pseudo terminal
     // closed. Cheap enough to ask several times a second.
     bool hungUp() const;

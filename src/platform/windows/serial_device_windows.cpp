@@ -39,6 +39,10 @@ void SerialDeviceClaim::release() {
     handle_ = -1;
 }
 
+bool SerialDeviceClaim::pseudoTerminal() const {
+    return false;
+}
+
 bool SerialDeviceClaim::hungUp() const {
     return false;
 }

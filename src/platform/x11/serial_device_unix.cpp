@@ -25,6 +25,8 @@ SerialDeviceClaim::Status statusOfOpenError(int error) {
     case EACCES:
     case EPERM:
         return SerialDeviceClaim::Status::AccessDenied;
+    case EISDIR:
+        return SerialDeviceClaim::Status::NotSerial;
     default:
         return SerialDeviceClaim::Status::Failed;
     }
@@ -92,6 +94,12 @@ void SerialDeviceClaim::release() {
     if (handle_ >= 0)
         ::close(static_cast<int>(handle_)); // closing the descriptor drops the lock
     handle_ = -1;
+}
+
+bool SerialDeviceClaim::pseudoTerminal() const {
+    char name[256];
+    return handle_ >= 0 && ::ttyname_r(static_cast<int>(handle_), name, sizeof name) == 0 &&
+           QLatin1String(name).startsWith(QLatin1String("/dev/pts/"));
 }
 
 bool SerialDeviceClaim::hungUp() const {
