@@ -32,14 +32,34 @@ enum class NamedKey {
     ScrollLock,
     Tab,
     Up,
-    F1, F2, F3, F4, F5, F6, F7, F8, F9, F10, F11, F12, F13, F14, F15, F16,
+    F1,
+    F2,
+    F3,
+    F4,
+    F5,
+    F6,
+    F7,
+    F8,
+    F9,
+    F10,
+    F11,
+    F12,
+    F13,
+    F14,
+    F15,
+    F16,
     Add,
     Subtract,
     Multiply,
     Divide,
 };
 
-enum Modifier : unsigned { NoModifier = 0, ShiftModifier = 1, ControlModifier = 2, AltModifier = 4 };
+enum Modifier : unsigned {
+    NoModifier = 0,
+    ShiftModifier = 1,
+    ControlModifier = 2,
+    AltModifier = 4
+};
 
 // One key to type: a named key or a character, with the modifiers held down while it is typed.
 struct KeyAction {
