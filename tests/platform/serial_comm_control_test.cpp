@@ -1,6 +1,8 @@
 #include "platform/comm_settings.h"
 #include "platform/serial_comm_control.h"
+#include "platform/serial_text.h"
 #include "support/errors.h"
+#include "support/fake_comm_control.h"
 #include "support/socat_pair.h"
 
 #include <QFile>
@@ -73,6 +75,34 @@ TEST(CommSettingsText, RefusesBadTextsNamingTheWrongPart) {
     port.setSettings("4800,E,7,2");
     EXPECT_EQ(errorOf([&] { port.setSettings("9600,Q,8,1"); }).number, err::InvalidPropertyValue);
     EXPECT_EQ(port.settings(), "4800,E,7,2");
+}
+
+TEST(SerialTextDecoding, ACharacterCutAnywhereComesOutWhole) {
+    const QByteArray line = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z";
+    for (qsizetype cut = 0; cut <= line.size(); ++cut) {
+        SCOPED_TRACE(cut);
+        platform::SerialTextDecoder decoder;
+        QString text = decoder.decode(line.first(cut));
+        text += decoder.decode(line.sliced(cut));
+        EXPECT_EQ(text, QString::fromUtf8(line));
+        EXPECT_EQ(decoder.heldBytes(), 0);
+    }
+}
+
+TEST(SerialTextDecoding, ForbiddenUtf8FormsAreLatin1) {
+    const std::pair<QByteArray, QString> cases[] = {
+        {"\xC0\x80", QStringLiteral("\u00C0\u0080")},                     // overlong NUL
+        {"\xE0\x80\xAF", QStringLiteral("\u00E0\u0080\u00AF")},           // overlong slash
+        {"\xED\xA0\x80", QStringLiteral("\u00ED\u00A0\u0080")},           // a UTF-16 surrogate
+        {"\xF4\x90\x80\x80", QStringLiteral("\u00F4\u0090\u0080\u0080")}, // above U+10FFFF
+        {"\xC3\xC3\xA9", QStringLiteral("\u00C3\u00E9")}, // a lead cut short by another
+    };
+    for (const auto& [bytes, text] : cases) {
+        platform::SerialTextDecoder decoder;
+        QString decoded = decoder.decode(bytes);
+        decoded += decoder.flush();
+        EXPECT_EQ(decoded, text) << bytes.toHex().constData();
+    }
 }
 
 TEST(CommPortNaming, NumbersAreSystemPortsAndNamesStandAsTheyAre) {
@@ -259,4 +289,28 @@ TEST_F(OpenSerialPort, LossIsNoticedWhileAFullInputBufferStopsReading) {
     pair.killPeer();
     ASSERT_TRUE(lost.wait(kWaitMs));
     EXPECT_FALSE(port.portOpen());
+}
+
+// The double must refuse and announce as the real port does, or tests of the scanning code built
+// on it would pass against behaviour the real port does not have.
+TEST(FakeCommControl, RefusesAndAnnouncesLikeTheRealPort) {
+    testsupport::FakeCommControl fake;
+    QSignalSpy received(&fake, &platform::CommControl::received);
+    EXPECT_EQ(errorOf([&] { fake.setSettings("9600,X,8,1"); }).number, err::InvalidPropertyValue);
+    EXPECT_EQ(errorOf([&] { fake.setCommPort("0"); }).number, err::CommInvalidPort);
+    EXPECT_FALSE(fake.pushText("dropped")) << "a closed port receives nothing";
+
+    fake.failOpenWith(platform::AppError(err::CommPortAlreadyOpen, "Port already open"));
+    EXPECT_EQ(errorOf([&] { fake.setPortOpen(true); }).number, err::CommPortAlreadyOpen);
+    fake.failOpenWith(std::nullopt);
+    fake.setRThreshold(1);
+    fake.setPortOpen(true);
+    fake.pushBytes("caf\xE9");
+    fake.pushText(QStringLiteral("\u20AC"));
+    EXPECT_EQ(received.count(), 2);
+    EXPECT_EQ(fake.input(), QStringLiteral("caf\u00E9\u20AC"));
+    fake.output("\x06");
+    EXPECT_EQ(fake.calls(),
+              QStringList({"setSettings(9600,X,8,1)", "setCommPort(0)", "setPortOpen(true)",
+                           "setRThreshold(1)", "setPortOpen(true)", "output(06)"}));
 }

@@ -7,7 +7,7 @@ namespace testsupport {
 using platform::AppError;
 namespace err = platform::err;
 
-bool FakeCommControl::push(const QByteArray& bytes) {
+bool FakeCommControl::pushBytes(const QByteArray& bytes) {
     if (!open_)
         return false;
     waiting_ += bytes;
@@ -68,7 +68,8 @@ QString FakeCommControl::input() {
     if (!open_)
         return {};
     platform::SerialTextDecoder decoder;
-    const QString text = decoder.decode(waiting_) + decoder.flush();
+    QString text = decoder.decode(waiting_);
+    text += decoder.flush(); // the order matters: flush gives what decode held back
     waiting_.clear();
     return text;
 }

@@ -13,8 +13,8 @@
 namespace testsupport {
 
 // A serial port for tests of the code that drives one. It checks the settings text and port the
-// way the real port does (380, 8002, 8005), and the test plays the scanner: push() hands it
-// bytes as one read of the line. It records what the code did:
+// way the real port does (380, 8002, 8005), and the test plays the scanner: pushBytes() and
+// pushText() hand it bytes as one read of the line. It records what the code did:
 //   calls()    every setting, open, close and write, in order: "setSettings(9600,N,8,1)",
 //              "setCommPort(1)", "setInBufferSize(512)", "setRThreshold(1)", "setPortOpen(true)",
 //              "output(06)" (bytes in hex);
@@ -29,8 +29,8 @@ public:
     // One read of the line: the bytes wait in the input buffer, and received() is sent once if
     // the receive threshold is at least 1 and reached. A closed port receives nothing: bytes
     // pushed then are dropped and false is returned.
-    bool push(const QByteArray& bytes);
-    bool push(const QString& text) { return push(text.toUtf8()); }
+    bool pushBytes(const QByteArray& bytes);
+    bool pushText(const QString& text) { return pushBytes(text.toUtf8()); }
     // The port goes away: it is closed and lost(description) is sent (at once).
     void simulateLoss(const QString& description = QStringLiteral("Lost the port: simulated"));
     // Every later setPortOpen(true) throws this error, until called with std::nullopt.
