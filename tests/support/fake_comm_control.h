@@ -31,7 +31,8 @@ public:
     // pushed then are dropped and false is returned.
     bool pushBytes(const QByteArray& bytes);
     bool pushText(const QString& text) { return pushBytes(text.toUtf8()); }
-    // The port goes away: it is closed and lost(description) is sent (at once).
+    // The port goes away: it is closed and lost(description) is sent at once (the real port
+    // sends it from the event loop, so code that reacts must not rely on either).
     void simulateLoss(const QString& description = QStringLiteral("Lost the port: simulated"));
     // Every later setPortOpen(true) throws this error, until called with std::nullopt.
     void failOpenWith(std::optional<platform::AppError> error) { openFailure_ = std::move(error); }
