@@ -41,10 +41,10 @@ namespace platform {
 // nothing follows within incompleteCharacterWait(), the held bytes are taken as Latin-1 after
 // all, counted again and announced by received(), so that a Latin-1 character at the very end of
 // a scan is not held until the next scan. The wait must stay below the quiet time that ends a
-// scan.
+// scan (ten ticks of the "Timeout" in transltr.ini: 100 ms as shipped).
 //
-// Loss: a port that goes away while open (USB adapter pulled, far end of a pseudo terminal
-// closed, reads or writes failing) is noticed at once from the port's errors and within
+// Loss: a port that goes away while open (USB adapter pulled, the program that made a pseudo
+// terminal ended, reads or writes failing) is noticed at once from the port's errors and within
 // kHangUpCheckInterval otherwise. The port is then closed, and lost() is sent once, from the
 // event loop, so its handler may reopen the port or delete this object. Reopening works once the
 // device is back. A write that finds the port gone throws 8020 as well.
