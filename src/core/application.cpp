@@ -10,6 +10,8 @@ Application::Application(int& argc, char** argv)
     setOrganizationName(QStringLiteral("Orvane Translator"));
     setApplicationVersion(
         QStringLiteral("%1.%2").arg(ORVANE_VERSION_MAJOR).arg(ORVANE_VERSION_MINOR));
+    // The program lives on in the tray with no window shown; it ends only through Exit.
+    setQuitOnLastWindowClosed(false);
 }
 
 bool Application::notify(QObject* receiver, QEvent* event) {

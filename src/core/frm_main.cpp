@@ -1,0 +1,468 @@
+#include "core/frm_main.h"
+
+#include "config/append_strings.h"
+#include "core/append_choice.h"
+#include "core/program_folder.h"
+#include "core/scan_session.h"
+#include "core/settings.h"
+#include "core/shared_state.h"
+#include "core/tokens.h"
+#include "db/schema.h"
+#include "platform/app_error.h"
+#include "platform/database.h"
+#include "platform/dialogs.h"
+#include "platform/error_report.h"
+#include "platform/serial_comm_control.h"
+#include "shell/frm_taskbar.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QDir>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QScopeGuard>
+#include <QTimer>
+
+namespace core {
+
+namespace {
+
+const QString kStart = QStringLiteral("&Start");
+const QString kStop = QStringLiteral("&Stop");
+
+template <class Handler>
+QAction* addMenuItem(QMenu* menu, const char* name, const QString& caption, Handler handler) {
+    QAction* action = menu->addAction(caption);
+    action->setObjectName(QString::fromLatin1(name));
+    QObject::connect(action, &QAction::triggered, menu, platform::guarded(handler));
+    return action;
+}
+
+} // namespace
+
+frmMain::frmMain(std::unique_ptr<platform::CommControl> port, QWidget* parent)
+    : QMainWindow(parent)
+    , MSComm1(port ? std::move(port) : std::make_unique<platform::SerialCommControl>()) {
+    setObjectName(QStringLiteral("frmMain"));
+    setWindowTitle(kAppTitle);
+    session_ = std::make_unique<ScanSession>(*MSComm1);
+    connect(session_.get(), &ScanSession::stateChanged, this,
+            platform::guarded([this](bool on) { onScanStateChanged(on); }));
+    buildControls();
+    buildMenus();
+}
+
+frmMain::~frmMain() {
+    Unload();
+}
+
+void frmMain::buildControls() {
+    auto* central = new QWidget(this);
+    setCentralWidget(central);
+
+    fraMain = new QGroupBox(QStringLiteral("Current Settings"), central);
+    fraMain->setObjectName(QStringLiteral("fraMain"));
+    Label1 = new QLabel(QStringLiteral("Scanner Return Pattern Mode:"), fraMain);
+    Label1->setObjectName(QStringLiteral("Label1"));
+    LbScanMode = new QLabel(fraMain);
+    LbScanMode->setObjectName(QStringLiteral("LbScanMode"));
+    lblAppend = new QLabel(QStringLiteral("Scanner Return Pattern:"), fraMain);
+    lblAppend->setObjectName(QStringLiteral("lblAppend"));
+    CmbApStr = new QComboBox(fraMain);
+    CmbApStr->setObjectName(QStringLiteral("CmbApStr"));
+    CmbApStr->setMinimumContentsLength(16);
+    txtAppend = new QLineEdit(QStringLiteral("##StartUp##"), fraMain);
+    txtAppend->setObjectName(QStringLiteral("txtAppend"));
+    lblAccSys = new QLabel(QStringLiteral("Accounting System:"), fraMain);
+    lblAccSys->setObjectName(QStringLiteral("lblAccSys"));
+    txtAcc = new QLineEdit(fraMain);
+    txtAcc->setObjectName(QStringLiteral("txtAcc"));
+    txtAcc->setReadOnly(true);
+
+    auto* grid = new QGridLayout(fraMain);
+    grid->addWidget(Label1, 0, 0);
+    grid->addWidget(LbScanMode, 0, 1, 1, 2);
+    grid->addWidget(lblAppend, 1, 0);
+    grid->addWidget(CmbApStr, 1, 1);
+    grid->addWidget(txtAppend, 1, 2);
+    grid->addWidget(lblAccSys, 2, 0);
+    grid->addWidget(txtAcc, 2, 1, 1, 2);
+    grid->setColumnStretch(2, 1);
+
+    cmdScan = new QPushButton(kStart, central);
+    cmdScan->setObjectName(QStringLiteral("cmdScan"));
+    cmdExit = new QPushButton(QStringLiteral("H&ide"), central);
+    cmdExit->setObjectName(QStringLiteral("cmdExit"));
+    CmdQuit = new QPushButton(QStringLiteral("E&xit"), central);
+    CmdQuit->setObjectName(QStringLiteral("CmdQuit"));
+    auto* buttons = new QHBoxLayout;
+    buttons->addWidget(cmdScan);
+    buttons->addStretch(1);
+    buttons->addWidget(cmdExit);
+    buttons->addWidget(CmdQuit);
+
+    auto* layout = new QVBoxLayout(central);
+    layout->addWidget(fraMain);
+    layout->addLayout(buttons);
+
+    connect(cmdScan, &QPushButton::clicked, this, platform::guarded([this] { cmdScan_Click(); }));
+    connect(cmdExit, &QPushButton::clicked, this, platform::guarded([this] { PutAway(); }));
+    connect(CmdQuit, &QPushButton::clicked, this, platform::guarded([this] { close(); }));
+    connect(CmbApStr, &QComboBox::activated, this, platform::guarded([this](int index) {
+                ChooseAppendString(CmbApStr->itemText(index));
+            }));
+    // The pattern is chosen from the list, not typed: focus on the text moves to the list.
+    txtAppend->installEventFilter(this);
+    for (QWidget* widget : std::initializer_list<QWidget*>{central, fraMain, Label1, LbScanMode,
+                                                           lblAppend, lblAccSys})
+        widget->installEventFilter(this);
+}
+
+void frmMain::buildMenus() {
+    QMenu* mnuFile = menuBar()->addMenu(QStringLiteral("&File"));
+    mnuFile->setObjectName(QStringLiteral("mnuFile"));
+    addMenuItem(mnuFile, "mnuFileBackup", QStringLiteral("&Backup Data"),
+                [this] { mnuFileBackup_Click(); });
+    addMenuItem(mnuFile, "mnuFileCompact", QStringLiteral("&Compact Data"),
+                [this] { mnuFileCompact_Click(); });
+    addMenuItem(mnuFile, "mnuFileRepair", QStringLiteral("&Repair Data"),
+                [this] { mnuFileRepair_Click(); });
+    addMenuItem(mnuFile, "mnuFilePrinterSetup", QStringLiteral("&Printer Setup"),
+                [this] { mnuFilePrinterSetup_Click(); });
+    mnuFile->addSeparator();
+    addMenuItem(mnuFile, "MnuFClose", QStringLiteral("&Close"), [this] { PutAway(); });
+    addMenuItem(mnuFile, "mnuFExit", QStringLiteral("E&xit"), [this] { close(); });
+
+    QMenu* mnuUtilities = menuBar()->addMenu(QStringLiteral("S&ettings"));
+    mnuUtilities->setObjectName(QStringLiteral("mnuUtilities"));
+    addMenuItem(mnuUtilities, "mnuFSettings", QStringLiteral("S&ystem"),
+                [this] { mnuFSettings_Click(); });
+    addMenuItem(mnuUtilities, "mnuSettingsScanner", QStringLiteral("S&canner"),
+                [this] { mnuSettingsScanner_Click(); });
+
+    QMenu* mnuData = menuBar()->addMenu(QStringLiteral("&Data"));
+    mnuData->setObjectName(QStringLiteral("mnuData"));
+    mnuFMap = addMenuItem(mnuData, "mnuFMap", QStringLiteral("&Map Accounting"),
+                          [this] { mnuFMap_Click(); });
+    addMenuItem(mnuData, "mnuFDatEnter", QStringLiteral("&Translation Table"),
+                [this] { mnuFDatEnter_Click(); });
+
+    QMenu* mnuAbout = menuBar()->addMenu(QStringLiteral("&Help"));
+    mnuAbout->setObjectName(QStringLiteral("mnuAbout"));
+    addMenuItem(mnuAbout, "mnuAHelp", QStringLiteral("Contents and Index"),
+                [this] { mnuAHelp_Click(); });
+    addMenuItem(mnuAbout, "mnuAbContact", QStringLiteral("&Contact Info"),
+                [this] { mnuAbContact_Click(); });
+}
+
+// --- loading -------------------------------------------------------------------------------
+
+void frmMain::Load() {
+    QPalette palette = txtAppend->palette();
+    palette.setColor(QPalette::Text, QColor(0, 0, 160));
+    txtAppend->setPalette(palette);
+
+    QDir(programFolder()).mkdir(QStringLiteral("Exports")); // an existing folder is fine
+
+    SharedState& state = shared();
+    state.strAppTitle = kAppTitle;
+    state.strDbPath = programFile(QStringLiteral("dbscan.mdb"));
+    upgradeSchema();
+    LoadSettings();
+    applyPortSettings();
+
+    connect(txtAppend, &QLineEdit::textChanged, this,
+            platform::guarded([this](const QString& text) { txtAppend_Change(text); }));
+    txtAppend->setText(SendKeysToStored(state.append));
+    txtAppend->setToolTip(txtAppend->text());
+    txtAcc->setText(state.Accounting);
+    updateMapCaption();
+
+    if (state.autostart) {
+        // A scanner that is unplugged must not keep the program from starting: the failure is
+        // reported and the program comes up with scanning off.
+        try {
+            cmdScan_Click();
+        } catch (const std::exception& error) {
+            autostartFailed_ = true;
+            platform::reportError(error);
+        }
+    }
+}
+
+void frmMain::upgradeSchema() {
+    platform::Database db = platform::Database::open(shared().strDbPath);
+    for (const char* table : {"tblCodelink", "tblImportErrors", "tblPreview"})
+        db::EnsureUnitField(db, QString::fromLatin1(table));
+    db::AddRetValToAppendStrings(db);
+}
+
+// The port takes its settings again whenever scanning starts; a bad setting is reported then.
+void frmMain::applyPortSettings() {
+    const SharedState& state = shared();
+    try {
+        MSComm1->setCommPort(state.ComPort.trimmed().isEmpty() ? QStringLiteral("0")
+                                                               : state.ComPort);
+        MSComm1->setSettings(state.PortSetting);
+    } catch (const platform::AppError&) {
+    }
+}
+
+// --- activation and scanning ---------------------------------------------------------------
+
+bool frmMain::event(QEvent* event) {
+    const bool handled = QMainWindow::event(event);
+    if (event->type() == QEvent::WindowActivate)
+        platform::runGuarded([this] { Activate(); });
+    return handled;
+}
+
+void frmMain::Activate() {
+    updateMapCaption();
+    if (shared().autostart && !scanning() && !autostartFailed_) {
+        try {
+            cmdScan_Click();
+        } catch (...) {
+            autostartFailed_ = true;
+            throw;
+        }
+    }
+    showLbScanMode();
+    if (shared().RetAsScan && shared().autostart)
+        setTrayStatus(shell::frmTaskbar::kStatusWedge);
+}
+
+void frmMain::showLbScanMode() {
+    LbScanMode->setText(shared().RetAsScan ? QStringLiteral("Scanner In Keyboard Wedge Mode")
+                                           : QStringLiteral("Scanner In Orvane Mode"));
+}
+
+void frmMain::updateMapCaption() {
+    mnuFMap->setText(shared().Accounting + QStringLiteral(" Item Map"));
+}
+
+bool frmMain::scanning() const {
+    return cmdScan->text() == kStop;
+}
+
+void frmMain::ScanTog(bool on) {
+    if (scanning() != on)
+        cmdScan_Click();
+}
+
+void frmMain::cmdScan_Click() {
+    if (scanning())
+        session_->stop();
+    else
+        session_->start();
+}
+
+// The caption, the tray icon and its tip follow every start and stop, including the stop
+// forced by a port that went away.
+void frmMain::onScanStateChanged(bool on) {
+    cmdScan->setText(on ? kStop : kStart);
+    if (on) {
+        autostartFailed_ = false;
+        setTrayStatus(shared().RetAsScan ? shell::frmTaskbar::kStatusWedge
+                                         : shell::frmTaskbar::kStatusOn);
+    } else {
+        setTrayStatus(shell::frmTaskbar::kStatusOff);
+    }
+    if (taskbar_)
+        taskbar_->Modify();
+}
+
+void frmMain::setTrayStatus(int status) {
+    if (!taskbar_)
+        return;
+    auto value = static_cast<std::int16_t>(status);
+    taskbar_->SetStatus(value);
+}
+
+// --- append pattern ------------------------------------------------------------------------
+
+void frmMain::txtAppend_Change(const QString& text) {
+    txtAppend->setToolTip(text);
+    if (MSComm1->portOpen()) {
+        MSComm1->setPortOpen(false);
+        shared().append = StoredToSendKeys(text);
+        try {
+            MSComm1->setPortOpen(true);
+        } catch (...) {
+            session_->stop(); // scanning cannot go on without its port
+            throw;
+        }
+    } else {
+        shared().append = StoredToSendKeys(text);
+    }
+    if (!applyingSelection_)
+        config::UpdateNames(*CmbApStr, text);
+}
+
+void frmMain::ChooseAppendString(const QString& name) {
+    if (applyingSelection_)
+        return;
+    applyingSelection_ = true;
+    const auto clearFlag = qScopeGuard([this] { applyingSelection_ = false; });
+    const std::optional<AppendString> chosen = core::ChooseAppendString(name);
+    if (!chosen)
+        return;
+    txtAppend->setText(chosen->string);
+    CmbApStr->setCurrentIndex(CmbApStr->findText(chosen->name, Qt::MatchFixedString));
+}
+
+QString frmMain::selectedAppendName() const {
+    return CmbApStr->currentText();
+}
+
+// --- showing and hiding --------------------------------------------------------------------
+
+void frmMain::PopUp() {
+    setWindowState((windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+    show();
+    raise();
+    activateWindow();
+}
+
+void frmMain::PutAway() {
+    if (!shell::frmTaskbar::trayAvailable()) {
+        showMinimized(); // without a tray, a hidden window could not be brought back
+        return;
+    }
+    hide();
+    if (taskbar_)
+        taskbar_->HidMain = true;
+}
+
+void frmMain::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    if (event->type() != QEvent::WindowStateChange || !isMinimized() ||
+        !shell::frmTaskbar::trayAvailable())
+        return;
+    // Minimising puts the window away to the tray instead of leaving a task bar button.
+    // Deferred: the window system is still busy minimising. A minimised state that has gone by
+    // then (a window shown again at once) is left alone.
+    QTimer::singleShot(0, this, [this] {
+        if (!isMinimized() || !shell::frmTaskbar::trayAvailable())
+            return;
+        setWindowState(windowState() & ~Qt::WindowMinimized);
+        hide();
+        if (taskbar_)
+            taskbar_->HidMain = true;
+    });
+}
+
+bool frmMain::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == txtAppend && event->type() == QEvent::FocusIn) {
+        QTimer::singleShot(0, CmbApStr, [this] { CmbApStr->setFocus(); });
+        return false;
+    }
+    if (event->type() == QEvent::MouseButtonPress) {
+        lastMouseButton_ = static_cast<QMouseEvent*>(event)->button();
+    } else if (event->type() == QEvent::MouseButtonRelease &&
+               static_cast<QMouseEvent*>(event)->button() == Qt::RightButton &&
+               lastMouseButton_ == Qt::RightButton && taskbar_) {
+        const QPoint at = static_cast<QMouseEvent*>(event)->globalPosition().toPoint();
+        platform::runGuarded([this, at] { taskbar_->ShowMenu(at); });
+        return true;
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
+// --- ending ----------------------------------------------------------------------------------
+
+void frmMain::closeEvent(QCloseEvent* event) {
+    Unload();
+    event->accept();
+    QCoreApplication::quit();
+}
+
+void frmMain::Unload() {
+    if (unloaded_)
+        return;
+    unloaded_ = true;
+    if (taskbar_)
+        taskbar_->Unload();
+    platform::runGuarded([this] {
+        if (session_->isOn())
+            session_->stop();
+        if (MSComm1->portOpen())
+            MSComm1->setPortOpen(false);
+    });
+}
+
+// --- menus -----------------------------------------------------------------------------------
+
+void frmMain::mnuFDatEnter_Click() {
+    if (!StopScanningToContinue(*this))
+        return;
+}
+
+void frmMain::mnuFMap_Click() {
+    if (!StopScanningToContinue(*this))
+        return;
+}
+
+void frmMain::mnuFSettings_Click() {
+    if (!StopScanningToContinue(*this))
+        return;
+}
+
+void frmMain::mnuSettingsScanner_Click() {
+    if (!StopScanningToContinue(*this))
+        return;
+}
+
+void frmMain::mnuFileBackup_Click() {
+    if (!StopScanningToContinue(*this))
+        return;
+}
+
+void frmMain::mnuFileCompact_Click() {
+    if (!StopScanningToContinue(*this))
+        return;
+}
+
+void frmMain::mnuFileRepair_Click() {
+    if (!StopScanningToContinue(*this))
+        return;
+}
+
+void frmMain::mnuFilePrinterSetup_Click() {
+    platform::msgBox(QStringLiteral("Orvane Translator prints nothing, so there is no printer to "
+                                    "set up."),
+                     platform::Buttons::Ok, platform::Icon::Information, shared().strAppTitle);
+}
+
+void frmMain::mnuAHelp_Click() {
+    platform::msgBox(
+        QStringLiteral(
+            "Orvane Translator types what your scanner reads into the window that has the "
+            "keyboard focus.\n\n"
+            "Start / Stop switches scanning on and off. The Scanner Return Pattern says what is "
+            "typed for each scan: <RetVal> is the translation (or the scan itself when the "
+            "table has none), <UoM> its unit of measure, <TAB> and <RET> the keys.\n\n"
+            "Data > Translation Table edits the table by hand; Data > Item Map fills it from "
+            "your accounting system's item list. Settings > Scanner sets the port; Settings > "
+            "System the accounting system, a shared database and the start options.\n\n"
+            "The program keeps running in the tray when this window is hidden: click its icon "
+            "to bring the window back, right-click it for the menu."),
+        platform::Buttons::Ok, platform::Icon::Information, shared().strAppTitle);
+}
+
+void frmMain::mnuAbContact_Click() {
+    platform::msgBox(QStringLiteral("Orvane Translator\nVersion %1.%2\n\nFor help with the "
+                                    "program, contact your Orvane Translator reseller.")
+                         .arg(ORVANE_VERSION_MAJOR)
+                         .arg(ORVANE_VERSION_MINOR),
+                     platform::Buttons::Ok, platform::Icon::Information, shared().strAppTitle);
+}
+
+} // namespace core

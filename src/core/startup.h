@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+
+class QWidget;
+
+namespace platform {
+class SingleInstance;
+}
+
+namespace core {
+
+class Application;
+
+// The program's start: one copy per user, the splash, the main window and the tray, the main
+// window's caption with its trailing blank. Returns the process exit code.
+int Main(Application& app);
+
+// Asks the running copy to show its main window; the caller then ends.
+void FindPreviousInstance(platform::SingleInstance& instance);
+
+// Shows the window normally (restored, visible), brings it to the front; false for no window.
+bool ActivateWindow(QWidget* window);
+
+// The splash pause: pumps events while the end time is earlier than now. As the end lies in the
+// future, it returns at once; the splash is not held.
+void Pause(std::int16_t seconds);
+
+} // namespace core

@@ -1,0 +1,218 @@
+#include "core/append_choice.h"
+#include "core/frm_main.h"
+#include "core/shared_state.h"
+#include "platform/database.h"
+#include "shell/frm_taskbar.h"
+#include "support/errors.h"
+#include "support/program_folder_fixture.h"
+#include "support/scripted_dialogs.h"
+
+#include <QAction>
+#include <QComboBox>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using core::frmMain;
+using shell::frmTaskbar;
+using testsupport::ScriptedDialogs;
+using testsupport::TempProgramFolder;
+
+namespace {
+
+// A loaded main window with its tray, on a fresh program folder.
+struct Program {
+    explicit Program(const std::function<void(TempProgramFolder&)>& prepare = {}) {
+        frmTaskbar::setTrayAvailableOverride(true);
+        if (prepare)
+            prepare(folder);
+        taskbar = std::make_unique<frmTaskbar>(main);
+        main.setTaskbar(taskbar.get());
+        taskbar->Load();
+        main.Load();
+    }
+    ~Program() { frmTaskbar::setTrayAvailableOverride(std::nullopt); }
+
+    template <class T>
+    T* control(const char* name) {
+        T* found = main.findChild<T*>(QString::fromLatin1(name));
+        if (!found)
+            throw std::runtime_error(std::string("no control ") + name);
+        return found;
+    }
+    QAction* trayItem(const char* name) {
+        return taskbar->menu()->findChild<QAction*>(QString::fromLatin1(name));
+    }
+    int use(const QString& name) {
+        platform::Database db = platform::Database::open(folder.file("dbscan.mdb"));
+        return db.openRecordset("SELECT Use FROM tblAppendStr WHERE Name = '" + name + "'")
+            .value("Use")
+            .toInt();
+    }
+
+    TempProgramFolder folder;
+    ScriptedDialogs dialogs;
+    frmMain main;
+    std::unique_ptr<frmTaskbar> taskbar;
+};
+
+} // namespace
+
+TEST(MainWindowLoad, UpgradesTheFileAndShowsTheSettings) {
+    Program program([](TempProgramFolder& folder) {
+        folder.sql("dbscan.mdb", "ALTER TABLE tblCodelink DROP COLUMN Unit;"
+                                 "ALTER TABLE tblPreview DROP COLUMN Unit;"
+                                 "UPDATE tblAppendStr SET String = '<TAB>' WHERE Name = 'Tab';"
+                                 "UPDATE tblSettings SET append = '<RetVal><TAB>', RetAsScan = 1");
+    });
+    {
+        platform::Database db = platform::Database::open(program.folder.file("dbscan.mdb"));
+        EXPECT_TRUE(db.hasField("tblCodelink", "Unit"));
+        EXPECT_TRUE(db.hasField("tblPreview", "Unit"));
+        EXPECT_EQ(db.openRecordset("SELECT String FROM tblAppendStr WHERE Name = 'Tab'")
+                      .value("String")
+                      .toString(),
+                  "<RetVal><TAB>");
+    }
+    EXPECT_TRUE(QDir(program.folder.file("Exports")).exists());
+    EXPECT_EQ(program.control<QLineEdit>("txtAppend")->text(), "<RetVal><TAB>");
+    EXPECT_EQ(program.control<QLineEdit>("txtAppend")->toolTip(), "<RetVal><TAB>");
+    EXPECT_EQ(core::shared().append, "{RetVal}{TAB}");
+    EXPECT_EQ(program.control<QComboBox>("CmbApStr")->currentText(), "Tab");
+    EXPECT_EQ(program.control<QComboBox>("CmbApStr")->count(), 5);
+    EXPECT_EQ(program.control<QLineEdit>("txtAcc")->text(), "QuickBooks");
+    EXPECT_EQ(program.main.findChild<QAction*>("mnuFMap")->text(), "QuickBooks Item Map");
+    EXPECT_EQ(program.control<QPushButton>("cmdScan")->text(), "&Start");
+    EXPECT_EQ(core::shared().strAppTitle, "Orvane Translator");
+
+    program.main.show();
+    QTest::qWait(20);
+    program.main.activateWindow();
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        return program.control<QLabel>("LbScanMode")->text() == "Scanner In Keyboard Wedge Mode";
+    }));
+}
+
+TEST(MainWindowLoad, MissingDatabaseNamesTheFile) {
+    TempProgramFolder folder;
+    QFile::remove(folder.file("dbscan.mdb"));
+    frmMain main;
+    const auto error = testsupport::errorOf([&] { main.Load(); });
+    EXPECT_EQ(error.number, platform::err::FileNotFound);
+    EXPECT_TRUE(error.description.contains(folder.file("dbscan.mdb")));
+}
+
+TEST(AppendSelector, KeepsMostRecentlyUsedRanks) {
+    Program program([](TempProgramFolder& folder) {
+        folder.sql("dbscan.mdb", "UPDATE tblAppendStr SET Use = 1 WHERE Name = 'Nothing'");
+    });
+    QComboBox* selector = program.control<QComboBox>("CmbApStr");
+    const auto choose = [&](const QString& name) {
+        selector->setCurrentIndex(selector->findText(name));
+        Q_EMIT selector->activated(selector->currentIndex());
+    };
+
+    choose("Tab Unit Enter");
+    EXPECT_EQ(program.control<QLineEdit>("txtAppend")->text(), "<RetVal><TAB><UoM><RET>");
+    EXPECT_EQ(core::shared().append, "{RetVal}{TAB}{UoM}~");
+    EXPECT_EQ(program.use("Tab Unit Enter"), 6);
+    EXPECT_EQ(program.use("Nothing"), 0) << "a rank that reaches 0 leaves the list";
+    EXPECT_EQ(core::RecentAppendNames(), QStringList{"Tab Unit Enter"});
+
+    choose("Tab");
+    EXPECT_EQ(program.use("Tab"), 6);
+    EXPECT_EQ(program.use("Tab Unit Enter"), 5);
+    choose("Tab"); // the same choice again changes nothing
+    EXPECT_EQ(program.use("Tab"), 6);
+    EXPECT_EQ(program.use("Tab Unit Enter"), 5);
+    EXPECT_EQ(core::RecentAppendNames(), QStringList({"Tab", "Tab Unit Enter"}));
+    EXPECT_EQ(selector->currentText(), "Tab");
+}
+
+TEST(Tray, MenuRightAfterStartWithoutAutostart) {
+    Program program;
+    EXPECT_EQ(program.taskbar->status(), frmTaskbar::kStatusOn) << "the start-up status is 0";
+    EXPECT_EQ(program.taskbar->nidTray().tipText(), "Orvane Mode");
+    program.main.hide();
+    program.taskbar->BuildMenu();
+    EXPECT_EQ(program.trayItem("MuOnOff")->text(), "Disable");
+    EXPECT_EQ(program.trayItem("muShow")->text(), "Show");
+    EXPECT_FALSE(program.taskbar->menu()->findChild<QMenu*>("MuAppend")->isEnabled())
+        << "no append string has been used yet";
+
+    program.trayItem("MuOnOff")->trigger(); // ScanTog(False) while off: nothing happens
+    EXPECT_EQ(program.control<QPushButton>("cmdScan")->text(), "&Start");
+    EXPECT_TRUE(program.dialogs.messages().empty());
+
+    program.main.ChooseAppendString("Tab");
+    program.main.ChooseAppendString("Enter");
+    program.main.show();
+    program.taskbar->BuildMenu();
+    QMenu* recent = program.taskbar->menu()->findChild<QMenu*>("MuAppend");
+    EXPECT_TRUE(recent->isEnabled());
+    QStringList shown;
+    for (QAction* item : recent->actions()) {
+        if (item->isVisible())
+            shown << item->text() + (item->isChecked() ? "*" : "");
+    }
+    EXPECT_EQ(shown, QStringList({"Enter*", "Tab"}));
+    EXPECT_EQ(program.trayItem("muShow")->text(), "Close");
+}
+
+TEST(Tray, SixRecentStringsGetASixthItem) {
+    Program program([](TempProgramFolder& folder) {
+        folder.sql("dbscan.mdb", "INSERT INTO tblAppendStr (Name, String, Use) VALUES "
+                                 "('F2', '<RetVal><F2>', 0)");
+    });
+    for (const char* name : {"Enter", "Tab", "Tab Unit Enter", "Unit Tab", "Nothing", "F2"})
+        program.main.ChooseAppendString(name);
+    program.taskbar->BuildMenu();
+    QStringList shown;
+    for (QAction* item : program.taskbar->menu()->findChild<QMenu*>("MuAppend")->actions()) {
+        if (item->isVisible())
+            shown << item->text();
+    }
+    EXPECT_EQ(shown, QStringList({"F2", "Nothing", "Unit Tab", "Tab Unit Enter", "Tab", "Enter"}));
+}
+
+TEST(Tray, SetStatusClampsAndWritesBack) {
+    Program program;
+    std::int16_t status = 5;
+    program.taskbar->SetStatus(status);
+    EXPECT_EQ(status, 2);
+    EXPECT_EQ(program.taskbar->status(), 2);
+    EXPECT_EQ(program.taskbar->nidTray().tipText(), "Orvane in Keyboard Wedge Mode");
+    status = -1;
+    program.taskbar->SetStatus(status);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(program.taskbar->nidTray().tipText(), "Orvane Mode");
+
+    shell::TrayRecord record;
+    record.setTip(QString(70, 'x'));
+    EXPECT_EQ(record.tipText(), QString(64, 'x')) << "a long tip fills the field, no NUL";
+}
+
+TEST(Tray, MinimiseHidesAndLeftClickRestores) {
+    Program program;
+    program.main.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&program.main));
+    program.main.showMinimized();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !program.main.isVisible(); }));
+    EXPECT_TRUE(program.taskbar->HidMain);
+    program.taskbar->LeftClick();
+    EXPECT_TRUE(program.main.isVisible());
+    EXPECT_FALSE(program.main.isMinimized());
+    EXPECT_FALSE(program.taskbar->HidMain);
+
+    frmTaskbar::setTrayAvailableOverride(false); // no tray: the window stays minimised
+    program.main.showMinimized();
+    QTest::qWait(50);
+    EXPECT_TRUE(program.main.isVisible());
+    EXPECT_FALSE(program.taskbar->HidMain);
+}
