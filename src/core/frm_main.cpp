@@ -390,6 +390,8 @@ void frmMain::Unload() {
     unloaded_ = true;
     if (taskbar_)
         taskbar_->Unload();
+    // The window is going: the scan state no longer needs showing anywhere.
+    disconnect(session_.get(), nullptr, this, nullptr);
     platform::runGuarded([this] {
         if (session_->isOn())
             session_->stop();

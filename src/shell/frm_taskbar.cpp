@@ -57,6 +57,7 @@ frmTaskbar::frmTaskbar(core::frmMain& main, QObject* parent)
 }
 
 frmTaskbar::~frmTaskbar() {
+    main_.setTaskbar(nullptr);
     IconSwitch(false);
     delete muMu;
 }

@@ -2,8 +2,10 @@
 #include "core/frm_main.h"
 #include "core/shared_state.h"
 #include "platform/database.h"
+#include "platform/send_keys.h"
 #include "shell/frm_taskbar.h"
 #include "support/errors.h"
+#include "support/fake_comm_control.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
@@ -30,6 +32,7 @@ namespace {
 struct Program {
     explicit Program(const std::function<void(TempProgramFolder&)>& prepare = {}) {
         frmTaskbar::setTrayAvailableOverride(true);
+        platform::setKeyTyper(&typer);
         if (prepare)
             prepare(folder);
         taskbar = std::make_unique<frmTaskbar>(main);
@@ -37,7 +40,10 @@ struct Program {
         taskbar->Load();
         main.Load();
     }
-    ~Program() { frmTaskbar::setTrayAvailableOverride(std::nullopt); }
+    ~Program() {
+        frmTaskbar::setTrayAvailableOverride(std::nullopt);
+        platform::setKeyTyper(nullptr);
+    }
 
     template <class T>
     T* control(const char* name) {
@@ -58,7 +64,9 @@ struct Program {
 
     TempProgramFolder folder;
     ScriptedDialogs dialogs;
-    frmMain main;
+    platform::RecordingTyper typer;
+    testsupport::FakeCommControl* port = new testsupport::FakeCommControl;
+    frmMain main{std::unique_ptr<platform::CommControl>(port)};
     std::unique_ptr<frmTaskbar> taskbar;
 };
 
@@ -215,4 +223,67 @@ TEST(Tray, MinimiseHidesAndLeftClickRestores) {
     QTest::qWait(50);
     EXPECT_TRUE(program.main.isVisible());
     EXPECT_FALSE(program.taskbar->HidMain);
+}
+
+TEST(MainWindowScanning, ButtonCaptionIsTheStateAndTheTrayFollows) {
+    Program program;
+    QPushButton* scan = program.control<QPushButton>("cmdScan");
+    scan->click();
+    EXPECT_EQ(scan->text(), "&Stop");
+    EXPECT_TRUE(program.port->portOpen());
+    EXPECT_EQ(program.taskbar->status(), frmTaskbar::kStatusOn);
+    program.main.ScanTog(true); // already on: nothing
+    EXPECT_EQ(scan->text(), "&Stop");
+
+    program.port->pushText("999\r\n");
+    program.port->simulateLoss("gone");
+    QTest::qWait(10);
+    EXPECT_EQ(scan->text(), "&Start") << "a lost port turns scanning off";
+    EXPECT_EQ(program.taskbar->status(), frmTaskbar::kStatusOff);
+    EXPECT_EQ(program.taskbar->nidTray().tipText(), "Orvane Is Off");
+    EXPECT_EQ(program.dialogs.messages().size(), 1u);
+    EXPECT_EQ(program.typer.described(), std::vector<QString>{"999{ENTER}"});
+
+    program.port->failOpenWith(platform::AppError(8005, "Port already open"));
+    scan->click(); // the error box comes from the top-level path; the caption stays
+    EXPECT_EQ(scan->text(), "&Start");
+    ASSERT_EQ(program.dialogs.messages().size(), 2u);
+    EXPECT_TRUE(program.dialogs.messages()[1].text.contains("8005"));
+}
+
+TEST(MainWindowScanning, WindowsAskToStopScanningFirst) {
+    Program program;
+    program.control<QPushButton>("cmdScan")->click();
+    program.dialogs.answer(platform::Answer::No);
+    program.main.findChild<QAction*>("mnuFSettings")->trigger();
+    EXPECT_TRUE(program.main.scanning()) << "No leaves scanning on";
+    ASSERT_EQ(program.dialogs.messages().size(), 1u);
+    const platform::MessageRequest& question = program.dialogs.messages()[0];
+    EXPECT_EQ(question.text,
+              "Scanning must be stopped to continue.  Turn off scanning and continue?");
+    EXPECT_EQ(question.buttons, platform::Buttons::YesNo);
+    EXPECT_EQ(question.title, "Orvane Translator");
+
+    program.dialogs.answer(platform::Answer::Yes);
+    program.trayItem("MuScanner")->trigger();
+    EXPECT_FALSE(program.main.scanning());
+    EXPECT_FALSE(program.port->portOpen());
+    program.main.findChild<QAction*>("mnuFMap")->trigger(); // scanning off: no question
+    EXPECT_EQ(program.dialogs.messages().size(), 2u);
+}
+
+TEST(MainWindowScanning, AutostartStartsOnceAndChangingThePatternReopensThePort) {
+    Program program([](TempProgramFolder& folder) {
+        folder.sql("dbscan.mdb", "UPDATE tblSettings SET autostart = 1");
+    });
+    EXPECT_TRUE(program.main.scanning());
+    program.main.show();
+    program.main.activateWindow();
+    QTest::qWait(20);
+    EXPECT_EQ(program.port->calls().count("setPortOpen(true)"), 1) << "not started twice";
+
+    program.port->clearRecord();
+    program.main.ChooseAppendString("Tab");
+    EXPECT_EQ(program.port->calls(), QStringList({"setPortOpen(false)", "setPortOpen(true)"}));
+    EXPECT_EQ(core::shared().append, "{RetVal}{TAB}");
 }
