@@ -47,6 +47,8 @@ void QueuedTyper::setKeyDelay(int milliseconds) {
 void QueuedTyper::finish() {
     drainTimer_.stop();
     drainBlocking();
+    if (hasEventLoop())
+        quietTimer_.start(quietPeriod());
 }
 
 void QueuedTyper::shutDown() {

@@ -86,6 +86,8 @@ constexpr std::array<KeyName, 46> kKeyNames{{
 constexpr QStringView kSpecialCharacters = u"+^%~(){}[]";
 
 std::optional<NamedKey> namedKeyCalled(QStringView name) {
+    if (name.isEmpty())
+        return std::nullopt;
     for (const auto& entry : kKeyNames)
         if (name.compare(entry.name, Qt::CaseInsensitive) == 0)
             return entry.key;
@@ -237,7 +239,9 @@ private:
         QStringView name = content;
         QStringView count;
         bool counted = false;
-        if (content.size() > firstLength && content[firstLength] == u' ') {
+        if (content.size() == firstLength) {
+            // One character, which may be a blank: "{ }".
+        } else if (content[firstLength] == u' ') {
             name = content.left(firstLength);
             count = content.mid(firstLength + 1);
             counted = true;

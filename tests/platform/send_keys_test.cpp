@@ -102,6 +102,7 @@ TEST(ParseSendKeys, RepeatsKeysAndCharacters) {
     EXPECT_EQ(parse(u"{} 2}"), KeyActions(2, ch('}')));
     EXPECT_EQ(parse(u"{+ 2}"), KeyActions(2, ch('+')));
     EXPECT_EQ(parse(u"{  2}"), KeyActions(2, ch(' ')));
+    EXPECT_EQ(parse(u"{ }"), KeyActions{ch(' ')});
     EXPECT_EQ(parse(u"{é 2}"), KeyActions(2, ch(U'é')));
     EXPECT_TRUE(parse(u"{LEFT 0}").empty());
     EXPECT_EQ(parse(u"{a 9999}").size(), 9999u);

@@ -23,7 +23,7 @@ namespace platform::x11 {
 class SpareKeys {
 public:
     using Clock = std::chrono::steady_clock;
-    static constexpr std::size_t kCount = 16;
+    static constexpr std::size_t kCount = 32;
     static constexpr std::chrono::milliseconds kSettle{100};
 
     // After the keyboard map was read afresh: keeps the keys that are still as this pool left
