@@ -1,0 +1,192 @@
+#include "db/sqlite_statement.h"
+
+#include "platform/app_error.h"
+#include "platform/database.h"
+
+#include <QDir>
+
+#include <sqlite3.h>
+#include <utility>
+
+namespace db {
+
+namespace {
+
+QString engineText(sqlite3* handle, int resultCode) {
+    const char* text = handle ? sqlite3_errmsg(handle) : sqlite3_errstr(resultCode);
+    return QString::fromUtf8(text ? text : "");
+}
+
+int errorNumber(int resultCode) {
+    switch (resultCode & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return platform::err::FileLocked;
+    case SQLITE_READONLY:
+    case SQLITE_CANTOPEN:
+    case SQLITE_PERM:
+        return platform::err::ReadOnly;
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+        return platform::err::UnrecognizedFormat;
+    case SQLITE_CONSTRAINT:
+        return platform::err::DuplicateKey;
+    default:
+        return platform::err::DatabaseError;
+    }
+}
+
+} // namespace
+
+QString sqliteFailureText(int resultCode, sqlite3* handle, const QString& file) {
+    const QString name = QDir::toNativeSeparators(file);
+    const QString detail = engineText(handle, resultCode);
+    switch (resultCode & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return QStringLiteral("The database '%1' is locked by another program or workstation "
+                              "(waited %2 seconds). Try again when it is free.")
+            .arg(name)
+            .arg(platform::Database::busyTimeoutMs() / 1000.0);
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+        return QStringLiteral("Cannot write to '%1': the file or its folder is read-only.")
+            .arg(name);
+    case SQLITE_CANTOPEN:
+        return QStringLiteral("Cannot open or create '%1': its folder is read-only or missing.")
+            .arg(name);
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+        return QStringLiteral("The database '%1' is damaged (%2).").arg(name, detail);
+    case SQLITE_FULL:
+        return QStringLiteral("The disk holding '%1' is full.").arg(name);
+    case SQLITE_IOERR:
+        return QStringLiteral("Could not read or write '%1' (%2).").arg(name, detail);
+    default:
+        return QStringLiteral("Database error in '%1': %2").arg(name, detail);
+    }
+}
+
+void throwSqliteError(int resultCode, sqlite3* handle, const QString& file) {
+    throw platform::AppError(errorNumber(resultCode), sqliteFailureText(resultCode, handle, file));
+}
+
+Statement::Statement(sqlite3* handle, const QString& sql, QString file)
+    : handle_(handle)
+    , file_(std::move(file)) {
+    const QByteArray utf8 = sql.toUtf8();
+    const int rc = sqlite3_prepare_v2(handle_, utf8.constData(), static_cast<int>(utf8.size()),
+                                      &statement_, nullptr);
+    if (rc != SQLITE_OK)
+        throwSqliteError(rc, handle_, file_);
+}
+
+Statement::~Statement() {
+    sqlite3_finalize(statement_);
+}
+
+void Statement::bind(int index, qint64 value) {
+    sqlite3_bind_int64(statement_, index, value);
+}
+
+void Statement::bind(int index, const QString& value) {
+    const QByteArray utf8 = value.toUtf8();
+    sqlite3_bind_text(statement_, index, utf8.constData(), static_cast<int>(utf8.size()),
+                      SQLITE_TRANSIENT);
+}
+
+void Statement::bind(int index, const QVariant& value) {
+    if (value.isNull()) {
+        sqlite3_bind_null(statement_, index);
+        return;
+    }
+    switch (value.typeId()) {
+    case QMetaType::LongLong:
+    case QMetaType::Int:
+    case QMetaType::Bool:
+        bind(index, value.toLongLong());
+        return;
+    case QMetaType::Double:
+        sqlite3_bind_double(statement_, index, value.toDouble());
+        return;
+    case QMetaType::QByteArray: {
+        const QByteArray bytes = value.toByteArray();
+        sqlite3_bind_blob(statement_, index, bytes.constData(), static_cast<int>(bytes.size()),
+                          SQLITE_TRANSIENT);
+        return;
+    }
+    default:
+        bind(index, value.toString());
+    }
+}
+
+int Statement::tryNext() {
+    return sqlite3_step(statement_);
+}
+
+bool Statement::next() {
+    const int rc = sqlite3_step(statement_);
+    if (rc == SQLITE_ROW)
+        return true;
+    if (rc == SQLITE_DONE) {
+        sqlite3_reset(statement_);
+        return false;
+    }
+    fail(rc, file_);
+}
+
+void Statement::fail(int resultCode, const QString& file) {
+    // The engine's words first: resetting the statement may replace them.
+    const platform::AppError error(errorNumber(resultCode),
+                                   sqliteFailureText(resultCode, handle_, file));
+    sqlite3_reset(statement_);
+    throw error;
+}
+
+void Statement::reset() {
+    sqlite3_reset(statement_);
+}
+
+int Statement::columnCount() const {
+    return sqlite3_column_count(statement_);
+}
+
+qint64 Statement::int64(int column) const {
+    return sqlite3_column_int64(statement_, column);
+}
+
+QString Statement::text(int column) const {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+    return QString::fromUtf8(text, sqlite3_column_bytes(statement_, column));
+}
+
+bool Statement::isNull(int column) const {
+    return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+}
+
+QVariant Statement::value(int column) const {
+    switch (sqlite3_column_type(statement_, column)) {
+    case SQLITE_NULL:
+        return {};
+    case SQLITE_INTEGER:
+        return QVariant::fromValue(int64(column));
+    case SQLITE_FLOAT:
+        return sqlite3_column_double(statement_, column);
+    case SQLITE_BLOB: {
+        const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
+        return QByteArray(bytes, sqlite3_column_bytes(statement_, column));
+    }
+    default:
+        return text(column);
+    }
+}
+
+void exec(sqlite3* handle, const QString& sql, const QString& file) {
+    char* message = nullptr;
+    const int rc = sqlite3_exec(handle, sql.toUtf8().constData(), nullptr, nullptr, &message);
+    sqlite3_free(message);
+    if (rc != SQLITE_OK)
+        throwSqliteError(rc, handle, file);
+}
+
+} // namespace db

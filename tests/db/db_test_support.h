@@ -1,0 +1,138 @@
+#pragma once
+// Helpers shared by the translation database tests: reading tables back, a scan switch that
+// records what was asked of it, and another process holding a database locked.
+
+#include "core/scan_switch.h"
+#include "platform/app_error.h"
+#include "platform/database.h"
+
+#include <QByteArray>
+#include <QCryptographicHash>
+#include <QFile>
+#include <QProcess>
+#include <QStringList>
+#include <QThread>
+
+#include <sqlite3.h>
+#include <stdexcept>
+#include <vector>
+
+namespace dbtest {
+
+// The rows of a pair table as "scan=return", in row id order (the order the grid lists).
+inline QStringList pairs(const QString& databaseFile, const QString& table) {
+    platform::Database database = platform::Database::open(databaseFile);
+    platform::Recordset rows = database.openRecordset(
+        QStringLiteral("SELECT ScanValue, ReturnValue FROM %1 ORDER BY rowid").arg(table));
+    QStringList result;
+    for (; !rows.eof(); rows.moveNext())
+        result << rows.value(0).toString() + u'=' + rows.value(1).toString();
+    return result;
+}
+
+inline QByteArray fileHash(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256);
+}
+
+// The engine's own verdict on a file: "ok" when sound, else what it found or why it could not
+// check.
+inline QString integrity(const QString& databaseFile) {
+    try {
+        platform::Database database = platform::Database::open(databaseFile);
+        platform::Recordset check =
+            database.openRecordset(QStringLiteral("PRAGMA integrity_check"));
+        return check.eof() ? QString() : check.value(0).toString();
+    } catch (const platform::AppError& error) {
+        return error.description();
+    }
+}
+
+// The main window's scan switch as the maintenance commands see it.
+class RecordingScanSwitch : public core::ScanSwitch {
+public:
+    explicit RecordingScanSwitch(bool on)
+        : on_(on) {}
+    bool scanning() const override { return on_; }
+    void ScanTog(bool on) override {
+        on_ = on;
+        toggles.push_back(on);
+    }
+    std::vector<bool> toggles;
+
+private:
+    bool on_;
+};
+
+// The busy timeout for the lifetime of the object, so lock tests fail fast.
+class ShortBusyTimeout {
+public:
+    explicit ShortBusyTimeout(int milliseconds = 300)
+        : previous_(platform::Database::busyTimeoutMs()) {
+        platform::Database::setBusyTimeoutMs(milliseconds);
+    }
+    ~ShortBusyTimeout() { platform::Database::setBusyTimeoutMs(previous_); }
+    ShortBusyTimeout(const ShortBusyTimeout&) = delete;
+    ShortBusyTimeout& operator=(const ShortBusyTimeout&) = delete;
+
+private:
+    int previous_;
+};
+
+// Another program holding a database file in an exclusive transaction: the sqlite3 shell, fed
+// "BEGIN EXCLUSIVE;" through a pipe that stays open until the object goes away.
+class ShellLock {
+public:
+    explicit ShellLock(const QString& databaseFile) {
+        shell_.start(QStringLiteral("sqlite3"), {databaseFile});
+        if (!shell_.waitForStarted(5000))
+            throw std::runtime_error("cannot start the sqlite3 shell");
+        shell_.write("BEGIN EXCLUSIVE;\nSELECT count(*) FROM sqlite_master;\n");
+        shell_.waitForBytesWritten(5000);
+        for (int i = 0; i < 200 && !isLocked(databaseFile); ++i)
+            QThread::msleep(25);
+        if (!isLocked(databaseFile))
+            throw std::runtime_error("the sqlite3 shell did not lock the database");
+    }
+    ~ShellLock() {
+        shell_.closeWriteChannel(); // the shell ends, and its transaction is rolled back
+        if (!shell_.waitForFinished(5000))
+            shell_.kill();
+    }
+    ShellLock(const ShellLock&) = delete;
+    ShellLock& operator=(const ShellLock&) = delete;
+
+    static bool isLocked(const QString& databaseFile) {
+        sqlite3* handle = nullptr;
+        sqlite3_open_v2(databaseFile.toUtf8().constData(), &handle, SQLITE_OPEN_READONLY, nullptr);
+        const int rc =
+            sqlite3_exec(handle, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
+        sqlite3_close(handle);
+        return rc == SQLITE_BUSY;
+    }
+
+private:
+    QProcess shell_;
+};
+
+// Overwrites whole pages of a database file, starting with the page that holds marker, the way
+// a failing disk damages a file.
+inline void damagePagesHolding(const QString& databaseFile, const QByteArray& marker, int pages) {
+    QFile file(databaseFile);
+    if (!file.open(QIODevice::ReadWrite))
+        throw std::runtime_error("cannot open the file to damage");
+    const QByteArray bytes = file.readAll();
+    const qsizetype at = bytes.indexOf(marker);
+    if (at < 0)
+        throw std::runtime_error("marker not found in the file");
+    constexpr qsizetype kPage = 4096;
+    file.seek(at / kPage * kPage);
+    QByteArray garbage(kPage * pages, '\0');
+    for (qsizetype i = 0; i < garbage.size(); ++i)
+        garbage[i] = static_cast<char>((i * 37 + 11) % 251);
+    file.write(garbage);
+}
+
+} // namespace dbtest
