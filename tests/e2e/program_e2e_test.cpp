@@ -1,0 +1,110 @@
+// The real program, run from a temporary copy of its program folder on a private Xvfb display:
+// it starts scanning by itself, scans on a socat serial pair arrive as keys in a window started
+// after it, and a second start hands over to the first copy and ends.
+#include "support/program_folder_fixture.h"
+#include "support/socat_pair.h"
+#include "x11_session.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class ProgramEndToEnd : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        if (e2e::xvfbInstalled())
+            display_ = std::make_unique<e2e::XvfbDisplay>();
+    }
+    static void TearDownTestSuite() { display_.reset(); }
+
+    void SetUp() override {
+        if (!display_)
+            GTEST_SKIP() << "Xvfb is not installed";
+        // A private runtime and temporary folder: the one-copy lock and socket of these runs
+        // must not meet those of a copy the developer has running.
+        ASSERT_TRUE(QDir(dir_.path()).mkpath("run") && QDir(dir_.path()).mkpath("tmp") &&
+                    QDir(dir_.path()).mkpath("program"));
+        QFile::setPermissions(dir_.filePath("run"),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        testsupport::copyShippedFiles(programFolder());
+        ASSERT_TRUE(QFile::copy(ORVANE_EXECUTABLE, program()));
+        testsupport::runSql(
+            programFolder() + "/dbscan.mdb",
+            "INSERT INTO tblCodelink VALUES ('0012345', 'WIDGET-7', 'Widget', 12);"
+            "UPDATE tblSettings SET autostart = 1, append = '<RetVal><TAB><UoM><RET>', "
+            "ComPort = '" +
+                pair_.port() + "'");
+    }
+
+    QString programFolder() const { return dir_.filePath("program"); }
+    QString program() const { return programFolder() + "/orvane-translator"; }
+
+    void startProgram(QProcess& process) const {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("DISPLAY", display_->name());
+        env.insert("QT_QPA_PLATFORM", "xcb");
+        env.insert("XDG_RUNTIME_DIR", dir_.filePath("run"));
+        env.insert("TMPDIR", dir_.filePath("tmp"));
+        process.setProcessEnvironment(env);
+        process.setProcessChannelMode(QProcess::ForwardedChannels);
+        process.start(program(), {});
+        ASSERT_TRUE(process.waitForStarted(5000));
+    }
+
+    // The main window is up once its caption carries the trailing blank.
+    bool mainWindowShown() const {
+        QProcess list;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("DISPLAY", display_->name());
+        list.setProcessEnvironment(env);
+        list.start("xwininfo", {"-root", "-tree"});
+        list.waitForFinished(5000);
+        return QString::fromUtf8(list.readAllStandardOutput()).contains("\"Orvane Translator \"");
+    }
+
+    static void stop(QProcess& process) {
+        process.terminate();
+        if (!process.waitForFinished(5000))
+            process.kill();
+        process.waitForFinished(2000);
+    }
+
+    static inline std::unique_ptr<e2e::XvfbDisplay> display_;
+    QTemporaryDir dir_;
+    testsupport::SocatPair pair_;
+};
+
+} // namespace
+
+TEST_F(ProgramEndToEnd, ScansArriveInTheFocusedWindowAndOnlyOneCopyRuns) {
+    QProcess first;
+    startProgram(first);
+    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000))
+        << "the main window with the caption \"Orvane Translator \" did not appear";
+
+    e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
+    for (int i = 0; i < 3; ++i) {
+        const qsizetype from = receiver.received().size();
+        pair_.writeToPeer(i == 1 ? "999\r\n" : "0012345\r\n");
+        EXPECT_EQ(receiver.waitForEnd(from, "{ENTER}", 20000).toStdString(),
+                  i == 1 ? "999{TAB}1" : "WIDGET-7{TAB}12");
+    }
+
+    QProcess second;
+    QElapsedTimer elapsed;
+    elapsed.start();
+    startProgram(second);
+    ASSERT_TRUE(second.waitForFinished(5000));
+    EXPECT_LT(elapsed.elapsed(), 1000) << "a second start ends within a second";
+    EXPECT_EQ(second.exitCode(), 0);
+    EXPECT_EQ(first.state(), QProcess::Running) << "the first copy keeps running";
+    EXPECT_TRUE(mainWindowShown());
+
+    stop(first);
+}

@@ -1,0 +1,139 @@
+// The scanning path end to end: a scanner at the far end of a real serial pair (socat), the
+// program's port, framing, translation and delivery, the real X11 typer, and a real window on a
+// private Xvfb display that writes down the keys it gets.
+#include "core/program_folder.h"
+#include "core/scan_session.h"
+#include "core/settings.h"
+#include "core/shared_state.h"
+#include "platform/send_keys.h"
+#include "platform/serial_comm_control.h"
+#include "support/program_folder_fixture.h"
+#include "support/scripted_dialogs.h"
+#include "support/socat_pair.h"
+#include "x11_session.h"
+
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+using core::shared;
+
+static void PrintTo(const QString& text, std::ostream* out) {
+    *out << '"' << text.toStdString() << '"';
+}
+
+namespace {
+
+class ScanningEndToEnd : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        if (!e2e::xvfbInstalled())
+            return;
+        display_ = std::make_unique<e2e::XvfbDisplay>();
+        qputenv("DISPLAY", display_->name().toLocal8Bit());
+        receiver_ = std::make_unique<e2e::KeyReceiver>(ORVANE_KEYRECEIVER, display_->name());
+        // The suite's own typer: its display connection must end before the display does.
+        typer_ = platform::createSystemTyper();
+        platform::setKeyTyper(typer_.get());
+    }
+    static void TearDownTestSuite() {
+        platform::setKeyTyper(nullptr);
+        typer_.reset();
+        receiver_.reset();
+        display_.reset();
+    }
+
+    void SetUp() override {
+        if (!display_)
+            GTEST_SKIP() << "Xvfb is not installed";
+        folder_ = std::make_unique<testsupport::TempProgramFolder>();
+        folder_->sql("dbscan.mdb",
+                     "INSERT INTO tblCodelink VALUES ('0012345', 'WIDGET-7', 'Widget', 12);"
+                     "INSERT INTO tblCodelink VALUES ('SPECIAL', 'A+B (50%) ~x^ Größe', NULL, 1);"
+                     "UPDATE tblSettings SET append = '<RetVal><TAB><UoM><RET>'");
+        core::LoadSettings();
+        pair_ = std::make_unique<testsupport::SocatPair>();
+        shared().ComPort = pair_->port();
+        session_ = std::make_unique<core::ScanSession>(port_);
+    }
+    void TearDown() override {
+        session_.reset();
+        pair_.reset();
+        folder_.reset();
+    }
+
+    // Scans through the far end; returns what the window received for them, up to the end mark
+    // (a scan of "END" in wedge form types "END" and the template's keys).
+    QString scan(const QByteArray& bytes, const QString& end) {
+        const qsizetype from = receiver_->received().size();
+        pair_->writeToPeer(bytes);
+        return receiver_->waitForEnd(from, end, 20000);
+    }
+
+    static inline std::unique_ptr<e2e::XvfbDisplay> display_;
+    static inline std::unique_ptr<e2e::KeyReceiver> receiver_;
+    static inline std::unique_ptr<platform::KeyTyper> typer_;
+    std::unique_ptr<testsupport::TempProgramFolder> folder_;
+    std::unique_ptr<testsupport::SocatPair> pair_;
+    testsupport::ScriptedDialogs dialogs_;
+    platform::SerialCommControl port_;
+    std::unique_ptr<core::ScanSession> session_;
+};
+
+} // namespace
+
+TEST_F(ScanningEndToEnd, TranslatedAndUnknownScansArriveThroughTheTemplate) {
+    session_->start();
+    EXPECT_EQ(scan("0012345\r\n", "{ENTER}"), "WIDGET-7{TAB}12");
+    EXPECT_EQ(scan("0012345\r\n", "{ENTER}"), "WIDGET-7{TAB}12");
+    EXPECT_EQ(scan("999\r\n", "{ENTER}"), "999{TAB}1") << "an unknown code passes through";
+    EXPECT_EQ(scan("SPECIAL\r\n", "{ENTER}"), "A{+}B {(}50{%}{)} {~}x{^} Größe{TAB}1")
+        << "return values arrive literally";
+    EXPECT_TRUE(dialogs_.messages().empty());
+}
+
+TEST_F(ScanningEndToEnd, KeyboardWedgeTypesTheScan) {
+    shared().RetAsScan = true;
+    session_->start();
+    EXPECT_EQ(scan("0012345\r\n", "{ENTER}"), "0012345{TAB}1");
+    EXPECT_EQ(scan("é (x)\r\n", "{ENTER}"), "é {(}x{)}{TAB}1");
+}
+
+TEST_F(ScanningEndToEnd, QuietModeTakesItsTimeoutFromTheIniFile) {
+    folder_->writeIni("Timeout=15\r\n");
+    shared().CRLF = false;
+    session_->start();
+    EXPECT_EQ(shared().intTimeout, 15);
+    // Two chunks 40 ms apart (under ten ticks of 15 ms) are one scan.
+    const qsizetype from = receiver_->received().size();
+    pair_->writeToPeer("0012");
+    e2e::pumpUntil([] { return false; }, 40);
+    pair_->writeToPeer("345");
+    EXPECT_EQ(receiver_->waitForEnd(from, "{ENTER}", 20000), "WIDGET-7{TAB}12");
+}
+
+TEST_F(ScanningEndToEnd, OneAcknowledgementPerDeliveredScan) {
+    shared().ACK = true;
+    session_->start();
+    for (int i = 0; i < 5; ++i)
+        ASSERT_EQ(scan("0012345\r\n", "{ENTER}"), "WIDGET-7{TAB}12");
+    EXPECT_EQ(pair_->readFromPeer(6, std::chrono::milliseconds(500)), QByteArray(5, '\x06'))
+        << "exactly one 0x06 per delivered scan";
+}
+
+TEST_F(ScanningEndToEnd, VanishingPortIsReportedOnceAndScanningCanStartAgain) {
+    QSignalSpy changes(session_.get(), &core::ScanSession::stateChanged);
+    session_->start();
+    EXPECT_EQ(scan("0012345\r\n", "{ENTER}"), "WIDGET-7{TAB}12");
+    pair_->killPeer();
+    ASSERT_TRUE(e2e::pumpUntil([&] { return !session_->isOn(); }, 5000));
+    e2e::pumpUntil([] { return false; }, 300); // nothing further may be reported
+    ASSERT_EQ(dialogs_.messages().size(), 1u);
+    EXPECT_TRUE(dialogs_.messages()[0].text.startsWith("Com Port#" + pair_->port()));
+    EXPECT_FALSE(port_.portOpen());
+    EXPECT_FALSE(changes.last()[0].toBool());
+
+    pair_->restart();
+    session_->start();
+    EXPECT_EQ(scan("0012345\r\n", "{ENTER}"), "WIDGET-7{TAB}12");
+}
