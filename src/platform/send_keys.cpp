@@ -333,7 +333,14 @@ void describeCharacter(char32_t character, QString& out) {
     const bool special = character < 0x80 && kSpecialCharacters.contains(QChar(character));
     if (special)
         out += u'{';
-    out += QString::fromUcs4(&character, 1);
+    // Not QString::fromUcs4: its decoder takes a leading U+FEFF for a byte-order mark and
+    // drops it.
+    if (QChar::requiresSurrogates(character)) {
+        out += QChar(QChar::highSurrogate(character));
+        out += QChar(QChar::lowSurrogate(character));
+    } else {
+        out += QChar(char16_t(character));
+    }
     if (special)
         out += u'}';
 }

@@ -183,7 +183,7 @@ TEST(DescribeKeys, WritesCanonicalTextThatParsesBack) {
               "+^a{BACKSPACE}{ENTER}{(}{[}é{]}%{F12}{ADD}");
     const char16_t* texts[] = {
         u"ABC {(}1{)}~",        u"+(ab)^(c%d)",   u"{+}{^}{%}{~}{{}{}}{[}{]}", u"{TAB 3}x{y 2}",
-        u"Größe Ä é ß ø Ω € 😀", u"a\r\nb\tc\x1d", u"^{F2}+{TAB}%{DEL}",
+        u"Größe Ä é ß ø Ω € 😀", u"a\r\nb\tc\x1d", u"^{F2}+{TAB}%{DEL}",        u"a\uFEFFb\uFFFF",
     };
     for (const char16_t* text : texts) {
         const KeyActions actions = parse(text);
