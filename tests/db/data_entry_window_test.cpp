@@ -15,6 +15,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QRandomGenerator>
 #include <QTableView>
 #include <QTest>
 
@@ -125,6 +126,28 @@ TEST_F(DataEntryWindowTest, AnEmptyTableShowsTheHeadingsAndNoRecords) {
     EXPECT_EQ(rows(), 0);
     EXPECT_EQ(heading(0), "Scan Value");
     EXPECT_EQ(control<QLineEdit>("txtNumRec")->text(), "0");
+}
+
+// The grid reads rows in pages as they are shown and keeps only some of them; whatever part of
+// a large table is shown, and in whatever order, each row shows its own fields.
+TEST_F(DataEntryWindowTest, ALargeTableShowsEveryRowItsOwnFieldsWhereverItIsScrolled) {
+    folder.sql("dbscan.mdb", "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n "
+                             "WHERE i < 39999) INSERT INTO tblCodelink SELECT printf('%06d', "
+                             "(i * 7919) % 40000), 'R' || i, 'D' || i, i % 12 FROM n;"
+                             "DELETE FROM tblCodelink WHERE rowid % 1000 = 7;");
+    open();
+    ASSERT_EQ(control<QLineEdit>("txtNumRec")->text(), "39960");
+    QRandomGenerator random(11);
+    for (int i = 0; i < 400; ++i) {
+        const int index = static_cast<int>(random.bounded(rows()));
+        grid()->scrollTo(grid()->model()->index(index, 0));
+        const QStringList cells = row(index);
+        const int item = cells[1].mid(1).toInt();
+        ASSERT_EQ(cells, (QStringList{QString("%1").arg(item * 7919 % 40000, 6, 10, QChar('0')),
+                                      QString("R%1").arg(item), QString::number(item % 12),
+                                      QString("D%1").arg(item)}));
+        ASSERT_EQ(index, item - item / 1000 - (item % 1000 > 6 ? 1 : 0)) << "in table order";
+    }
 }
 
 TEST_F(DataEntryWindowTest, ClickingARowPutsItsPairIntoTheBoxesForEditing) {

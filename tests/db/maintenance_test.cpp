@@ -98,6 +98,14 @@ TEST_F(MaintenanceTest, ScanningIsStoppedForTheCommandAndStartedAgain) {
     db::CompactDatabase(scan);
     EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true}));
     EXPECT_TRUE(scan.scanning());
+
+    // A cancelled file dialog ends the backup quietly.
+    dialogs.clear();
+    dialogs.answer(Answer::Yes);
+    dialogs.answerFile(std::nullopt);
+    db::BackupDatabase(scan);
+    EXPECT_EQ(texts(), QStringList{kScanningQuestion});
+    EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true, false, true}));
 }
 
 TEST_F(MaintenanceTest, RepairLeavesTheScratchFileAndAnsweredNoShowsNoMessage) {
@@ -194,15 +202,6 @@ TEST_F(MaintenanceTest, BackupReplacesTheChosenFile) {
     EXPECT_EQ(pairs(target, "tblCodelink"), original);
     EXPECT_FALSE(QFile::exists(scratch()));
     expectIntact();
-}
-
-TEST_F(MaintenanceTest, ACancelledBackupEndsQuietlyAndScanningGoesOn) {
-    scan = dbtest::RecordingScanSwitch(true);
-    dialogs.answer(Answer::Yes);
-    dialogs.answerFile(std::nullopt);
-    db::BackupDatabase(scan);
-    EXPECT_EQ(texts(), QStringList{kScanningQuestion});
-    EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true}));
 }
 
 TEST_F(MaintenanceTest, AReadOnlyFolderStopsTheCommandWithTheStepAndFileNamed) {
