@@ -171,7 +171,7 @@ protected:
     std::optional<Clock::time_point> sendKey(const KeyAction& action) override {
         Inputs inputs = inputsFor(action);
         // One call per key: the system does not mix the user's own keys into it.
-        const UINT sent = SendInput(UINT(inputs.size()), inputs.data(), sizeof(INPUT));
+        const UINT sent = SendInput(UINT(inputs.size()), inputs.data(), int(sizeof(INPUT)));
         if (sent != inputs.size())
             throw AppError(70, QStringLiteral("Permission denied: the system refused the keys "
                                               "(error %1); the focused window may belong to a "
