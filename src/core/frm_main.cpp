@@ -80,6 +80,7 @@ void frmMain::buildControls() {
     CmbApStr->setMinimumContentsLength(16);
     txtAppend = new QLineEdit(QStringLiteral("##StartUp##"), fraMain);
     txtAppend->setObjectName(QStringLiteral("txtAppend"));
+    txtAppend->setMinimumWidth(txtAppend->fontMetrics().horizontalAdvance(QString(40, u'M')) / 2);
     lblAccSys = new QLabel(QStringLiteral("Accounting System:"), fraMain);
     lblAccSys->setObjectName(QStringLiteral("lblAccSys"));
     txtAcc = new QLineEdit(fraMain);
@@ -184,6 +185,7 @@ void frmMain::Load() {
     txtAppend->setToolTip(txtAppend->text());
     txtAcc->setText(state.Accounting);
     updateMapCaption();
+    showLbScanMode(); // shown again at every activation; here so it is never blank
 
     if (state.autostart) {
         // A scanner that is unplugged must not keep the program from starting: the failure is
@@ -290,6 +292,7 @@ void frmMain::setTrayStatus(int status) {
 
 void frmMain::txtAppend_Change(const QString& text) {
     txtAppend->setToolTip(text);
+    txtAppend->setCursorPosition(0); // show the pattern from its start
     if (MSComm1->portOpen()) {
         MSComm1->setPortOpen(false);
         shared().append = StoredToSendKeys(text);
