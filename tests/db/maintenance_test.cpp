@@ -154,6 +154,24 @@ TEST_F(MaintenanceTest, RepairRebuildsADamagedDatabaseFromEveryReadableRow) {
     EXPECT_TRUE(repaired.hasField("tblCodelink", "Unit"));
 }
 
+TEST_F(MaintenanceTest, RepairNeverReportsSuccessOnAFileWhoseSchemaCannotBeRead) {
+    QFile file(database());
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    file.seek(100); // past the file header: the page listing the tables
+    file.write(QByteArray(4096 - 100, '\x5a'));
+    file.close();
+    const QByteArray damaged = fileHash(database());
+    dialogs.answer(Answer::Yes);
+    db::RepairDatabase(scan);
+    ASSERT_EQ(dialogs.messages().size(), 2u) << texts().join('\n').toStdString();
+    EXPECT_TRUE(texts()[1].startsWith("Repair stopped while recovering the readable rows into a "
+                                      "new database file.\r\nFile: " +
+                                      database()))
+        << texts()[1].toStdString();
+    EXPECT_TRUE(texts()[1].contains("Your database file was not changed."));
+    EXPECT_EQ(fileHash(database()), damaged);
+}
+
 TEST_F(MaintenanceTest, CompactingADamagedDatabaseFailsClearlyAndKeepsTheFile) {
     dbtest::damagePagesHolding(database(), "ITEM-1500", 1);
     const QByteArray damaged = fileHash(database());
