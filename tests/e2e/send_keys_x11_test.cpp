@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 #include <memory>
+#include <utility>
 
 using namespace platform;
 
@@ -116,11 +117,10 @@ TEST_F(X11Typing, MoreForeignCharactersThanSpareKeysStillArriveExactly) {
     // Far more distinct characters than there are spare keys: keys are lent again and again,
     // each only after its last character has settled.
     QString text;
-    for (char32_t c = U'α'; c <= U'ω'; ++c)
-        text += QString::fromUcs4(&c, 1);
-    for (char32_t c = U'А'; c <= U'Я'; ++c)
-        text += QString::fromUcs4(&c, 1);
-    text += text.toLower() + text;
+    for (const auto& [first, last] : {std::pair{U'α', U'ω'}, {U'А', U'Я'}, {U'א', U'ת'}})
+        for (char32_t c = first; c <= last; ++c)
+            text += QString::fromUcs4(&c, 1);
+    text += text.toLower();
     EXPECT_EQ(typeAndReceive(text), text);
 }
 

@@ -20,11 +20,15 @@ namespace platform::x11 {
 // its event reached the server, keys are reused least recently used first, a key that already
 // holds the wanted keysym is simply pressed again, and the keys are emptied only after the
 // typer has been quiet for a while.
+//
+// The settle time is generous: an application on a loaded machine was seen to handle events
+// more than 100 ms late. It costs only text with more distinct missing characters than there
+// are spare keys, which then goes at about kCount characters per settle time.
 class SpareKeys {
 public:
     using Clock = std::chrono::steady_clock;
-    static constexpr std::size_t kCount = 32;
-    static constexpr std::chrono::milliseconds kSettle{100};
+    static constexpr std::size_t kCount = 64;
+    static constexpr std::chrono::milliseconds kSettle{500};
 
     // After the keyboard map was read afresh: keeps the keys that are still as this pool left
     // them, forgets those someone else changed (a layout switch empties or refills them), and

@@ -58,6 +58,11 @@ protected:
             XFlush(*display_);
     }
 
+    // Lent keys are emptied only after this long without typing: long after any receiver has
+    // handled their events, and the next scans of the same foreign characters need no
+    // remapping at all.
+    std::chrono::milliseconds quietPeriod() const override { return std::chrono::seconds(5); }
+
     void quiet() override {
         if (!display_)
             return;
