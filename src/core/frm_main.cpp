@@ -7,6 +7,8 @@
 #include "core/settings.h"
 #include "core/shared_state.h"
 #include "core/tokens.h"
+#include "db/frm_data_entry.h"
+#include "db/maintenance.h"
 #include "db/schema.h"
 #include "platform/app_error.h"
 #include "platform/database.h"
@@ -408,6 +410,7 @@ void frmMain::Unload() {
 void frmMain::mnuFDatEnter_Click() {
     if (!StopScanningToContinue(*this))
         return;
+    db::frmDataEntry::showWindow(this);
 }
 
 void frmMain::mnuFMap_Click() {
@@ -425,19 +428,17 @@ void frmMain::mnuSettingsScanner_Click() {
         return;
 }
 
+// The maintenance commands ask to stop scanning themselves, and start it again afterwards.
 void frmMain::mnuFileBackup_Click() {
-    if (!StopScanningToContinue(*this))
-        return;
+    db::BackupDatabase(*this);
 }
 
 void frmMain::mnuFileCompact_Click() {
-    if (!StopScanningToContinue(*this))
-        return;
+    db::CompactDatabase(*this);
 }
 
 void frmMain::mnuFileRepair_Click() {
-    if (!StopScanningToContinue(*this))
-        return;
+    db::RepairDatabase(*this);
 }
 
 void frmMain::mnuFilePrinterSetup_Click() {

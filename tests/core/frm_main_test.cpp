@@ -10,8 +10,10 @@
 #include "support/scripted_dialogs.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QComboBox>
 #include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -286,4 +288,28 @@ TEST(MainWindowScanning, AutostartStartsOnceAndChangingThePatternReopensThePort)
     program.main.ChooseAppendString("Tab");
     EXPECT_EQ(program.port->calls(), QStringList({"setPortOpen(false)", "setPortOpen(true)"}));
     EXPECT_EQ(core::shared().append, "{RetVal}{TAB}");
+}
+
+TEST(MainWindowMenus, TranslationTableAndCompactionOpenFromTheMenus) {
+    Program program;
+    program.control<QPushButton>("cmdScan")->click();
+    program.dialogs.answer(platform::Answer::Yes); // stop scanning
+    program.main.findChild<QAction*>("mnuFDatEnter")->trigger();
+    QWidget* dataEntry = nullptr;
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (window->windowTitle() == "Orvane Translation Table Data" && window->isVisible())
+            dataEntry = window;
+    }
+    ASSERT_NE(dataEntry, nullptr);
+    EXPECT_FALSE(program.main.scanning());
+    dataEntry->close();
+    QTest::qWait(10);
+
+    program.control<QPushButton>("cmdScan")->click();
+    program.dialogs.answer(platform::Answer::Yes); // stop scanning
+    program.dialogs.answer(platform::Answer::Yes); // compact
+    program.main.findChild<QAction*>("mnuFileCompact")->trigger();
+    EXPECT_TRUE(program.dialogs.messageTexts().contains("Finished compacting database!"));
+    EXPECT_TRUE(program.main.scanning()) << "scanning starts again after the command";
+    EXPECT_FALSE(QFile::exists(program.folder.file("dbscanback.mdb")));
 }
