@@ -74,11 +74,18 @@ using KeyActions = std::vector<KeyAction>;
 
 // Parses send-key text. Malformed text (an unbalanced brace or parenthesis, an unknown key name,
 // a bad repeat count, a modifier with nothing to modify) is refused with an AppError before
-// anything is typed.
+// anything is typed: number 5, "Invalid procedure call or argument: " with what is wrong and
+// its position (1-based).
+//
+// Key names are case-insensitive; "{x n}" repeats a character, "{NAME n}" a key (n up to 9999).
+// Characters of the text with no key of their own: CR LF, a lone CR and a lone LF are one
+// Enter, TAB is Tab, BS/ESC/DEL are Backspace/Escape/Delete, and other control characters are
+// Ctrl with their letter or sign (0x01 is "^a", the GS1 separator 0x1D is "^]").
 KeyActions ParseSendKeys(const QString& keys);
 
 // The canonical send-key text of a list of actions: named keys in braces ("{ENTER}"), modifiers
-// as "+", "^", "%" before their key, special characters braced ("{+}"). Used in tests and logs.
+// as "+", "^", "%" (in this order) before their key, the characters + ^ % ~ ( ) { } [ ] braced
+// ("{+}"). Parsing it gives the same actions back. Used in tests and logs.
 QString DescribeKeys(const KeyActions& actions);
 
 // Delivers key actions to the focused window. type() hands the keys over and returns; it does

@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 #include <memory>
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 using namespace platform;
@@ -31,10 +33,14 @@ protected:
     static void SetUpTestSuite() {
         if (!e2e::xvfbInstalled())
             return;
-        display_ = std::make_unique<e2e::XvfbDisplay>();
-        qputenv("DISPLAY", display_->name().toLocal8Bit());
-        receiver_ = std::make_unique<e2e::KeyReceiver>(ORVANE_KEYRECEIVER, display_->name());
-        typer_ = createSystemTyper();
+        try {
+            display_ = std::make_unique<e2e::XvfbDisplay>();
+            qputenv("DISPLAY", display_->name().toLocal8Bit());
+            receiver_ = std::make_unique<e2e::KeyReceiver>(ORVANE_KEYRECEIVER, display_->name());
+            typer_ = createSystemTyper();
+        } catch (const std::exception& error) {
+            setUpError_ = error.what();
+        }
     }
 
     static void TearDownTestSuite() {
@@ -44,8 +50,9 @@ protected:
     }
 
     void SetUp() override {
-        if (!display_)
+        if (!e2e::xvfbInstalled())
             GTEST_SKIP() << "Xvfb is not installed";
+        ASSERT_TRUE(setUpError_.empty()) << setUpError_;
         ASSERT_TRUE(receiver_->running());
         typer_->setKeyDelay(0);
     }
@@ -66,6 +73,7 @@ protected:
     static inline std::unique_ptr<e2e::XvfbDisplay> display_;
     static inline std::unique_ptr<e2e::KeyReceiver> receiver_;
     static inline std::unique_ptr<KeyTyper> typer_;
+    static inline std::string setUpError_;
 };
 
 const QString kForeign = QStringLiteral("Größe Ä é ß ø Ω € ÆØÅ æøå Çç Ññ ŁłŻż Ωω Жж 😀");

@@ -2,6 +2,9 @@
 // key and Shift level the active layout gives it; one the layout lacks (or has only on a level
 // Shift cannot reach, such as AltGr) is typed on a spare key lent to it for the moment, so that
 // every character comes out as given whatever the layout.
+//
+// Lock state is left alone: with Caps Lock on, the receiving application turns letters to
+// capitals as it would for the user's own keys.
 #include "platform/app_error.h"
 #include "platform/queued_typer.h"
 #include "platform/x11/x11_display.h"
