@@ -79,8 +79,9 @@ void QueuedTyper::drain() {
         flush();
     } catch (...) {
         // The system refused; what is left would fail the same way, and must not come out
-        // later out of order.
+        // later out of order. What did go out is pushed on.
         queue_.clear();
+        flush();
         throw;
     }
     if (queue_.empty() && hasEventLoop())
@@ -99,22 +100,22 @@ void QueuedTyper::drainBlocking() {
         flush();
     } catch (...) {
         queue_.clear();
+        flush();
         throw;
     }
 }
 
-// Sends the first queued key, or learns when to try it again. Returns whether it went out.
-bool QueuedTyper::sendNext(Clock::time_point now) {
+// Sends the first queued key, or learns when to try it again.
+void QueuedTyper::sendNext(Clock::time_point now) {
     if (const auto retry = sendKey(queue_.front())) {
         // A system that names a time already past is asked again a moment later, not at once.
         notBefore_ = std::max(*retry, now + 1ms);
-        return false;
+        return;
     }
     queue_.pop_front();
     dirty_ = true;
     if (delay_ > 0ms)
         notBefore_ = Clock::now() + delay_;
-    return true;
 }
 
 void QueuedTyper::wakeAt(Clock::time_point when) {

@@ -59,7 +59,7 @@ protected:
 private:
     void drain();
     void drainBlocking();
-    bool sendNext(Clock::time_point now);
+    void sendNext(Clock::time_point now);
     void wakeAt(Clock::time_point when);
     static bool hasEventLoop();
 

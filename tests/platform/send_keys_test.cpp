@@ -156,10 +156,11 @@ TEST(ParseSendKeys, RefusesMalformedTextWithItsPlace) {
         {u"+(ab", "unbalanced parenthesis at position 2"},
         {u"ab)", "unbalanced parenthesis at position 3"},
     };
-    for (const auto& [text, problem] : malformed) {
-        const auto error = errorOf([&] { ParseSendKeys(QString::fromUtf16(text)); });
+    for (const auto& [text16, problem] : malformed) {
+        const QString text = QString::fromUtf16(text16);
+        const auto error = errorOf([&] { ParseSendKeys(text); });
         const std::string description = error.description.toStdString();
-        EXPECT_EQ(error.number, kInvalidProcedureCall) << QString::fromUtf16(text).toStdString();
+        EXPECT_EQ(error.number, kInvalidProcedureCall) << text.toStdString();
         EXPECT_TRUE(error.description.startsWith("Invalid procedure call or argument"))
             << description;
         EXPECT_NE(description.find(problem), std::string::npos) << description;
