@@ -61,9 +61,11 @@ bool SingleInstance::activateFirst(int timeoutMs) {
     if (!socket.waitForConnected(timeoutMs))
         return false;
     socket.write(kShowRequest);
-    socket.flush();
-    if (!socket.waitForBytesWritten(timeoutMs))
-        return false;
+    // Nothing may be left to wait for when the request went out at once.
+    while (socket.bytesToWrite() > 0) {
+        if (!socket.waitForBytesWritten(timeoutMs))
+            return false;
+    }
     while (!socket.canReadLine()) {
         if (!socket.waitForReadyRead(timeoutMs))
             return false;

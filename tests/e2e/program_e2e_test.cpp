@@ -13,6 +13,9 @@
 
 #include <gtest/gtest.h>
 
+// Last: Xlib defines macros (None, Bool, Status) that other headers use as names.
+#include <X11/Xlib.h>
+
 namespace {
 
 class ProgramEndToEnd : public ::testing::Test {
@@ -68,6 +71,36 @@ protected:
         return QString::fromUtf8(list.readAllStandardOutput()).contains("\"Orvane Translator \"");
     }
 
+    // The caption of the top-level window that has the keyboard focus.
+    QString focusedCaption() const {
+        Display* x = XOpenDisplay(display_->name().toLocal8Bit().constData());
+        if (!x)
+            return {};
+        Window focus = 0;
+        int revert = 0;
+        XGetInputFocus(x, &focus, &revert);
+        QString caption;
+        // The focus may sit on a child of the top-level window: walk up to a named one.
+        while (focus > PointerRoot && caption.isEmpty()) {
+            char* name = nullptr;
+            if (XFetchName(x, focus, &name) && name)
+                caption = QString::fromUtf8(name);
+            if (name)
+                XFree(name);
+            Window root = 0;
+            Window parent = 0;
+            Window* children = nullptr;
+            unsigned count = 0;
+            if (!XQueryTree(x, focus, &root, &parent, &children, &count))
+                break;
+            if (children)
+                XFree(children);
+            focus = parent == root ? 0 : parent;
+        }
+        XCloseDisplay(x);
+        return caption;
+    }
+
     static void stop(QProcess& process) {
         process.terminate();
         if (!process.waitForFinished(5000))
@@ -89,6 +122,7 @@ TEST_F(ProgramEndToEnd, ScansArriveInTheFocusedWindowAndOnlyOneCopyRuns) {
         << "the main window with the caption \"Orvane Translator \" did not appear";
 
     e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
+    ASSERT_NE(focusedCaption(), "Orvane Translator ");
     for (int i = 0; i < 3; ++i) {
         const qsizetype from = receiver.received().size();
         pair_.writeToPeer(i == 1 ? "999\r\n" : "0012345\r\n");
@@ -105,6 +139,9 @@ TEST_F(ProgramEndToEnd, ScansArriveInTheFocusedWindowAndOnlyOneCopyRuns) {
     EXPECT_EQ(second.exitCode(), 0);
     EXPECT_EQ(first.state(), QProcess::Running) << "the first copy keeps running";
     EXPECT_TRUE(mainWindowShown());
+    EXPECT_TRUE(e2e::pumpUntil([&] { return focusedCaption() == "Orvane Translator "; }, 3000))
+        << "the first copy's main window comes to the front; the focus is on \""
+        << focusedCaption().toStdString() << "\"";
 
     stop(first);
 }
