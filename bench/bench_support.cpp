@@ -3,9 +3,8 @@
 #include <QDir>
 #include <QFile>
 
-#include <sqlite3.h>
-
 #include <cstdio>
+#include <sqlite3.h>
 #include <stdexcept>
 
 namespace bench {
@@ -37,8 +36,8 @@ void fillCodelink(const QString& file, long long rows) {
     for (long long i = 0; i < rows; ++i) {
         const std::string scan = scanCode(i);
         const std::string item = "ITEM-" + std::to_string(i);
-        const std::string description = "Widget " + std::to_string(i % 977) + " size " +
-                                        std::to_string(i % 13) + " blue";
+        const std::string description =
+            "Widget " + std::to_string(i % 977) + " size " + std::to_string(i % 13) + " blue";
         sqlite3_bind_text(insert, 1, scan.c_str(), -1, SQLITE_TRANSIENT);
         sqlite3_bind_text(insert, 2, item.c_str(), -1, SQLITE_TRANSIENT);
         sqlite3_bind_text(insert, 3, description.c_str(), -1, SQLITE_TRANSIENT);

@@ -9,11 +9,10 @@
 #include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
-#include <sqlite3.h>
-
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <sqlite3.h>
 #include <vector>
 
 namespace {

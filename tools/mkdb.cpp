@@ -3,11 +3,10 @@
 // Creates a database file of the program folder from its SQL script. A file that is already
 // there holds the user's data and is never touched. The new file is written under a temporary
 // name and renamed into place, so an interrupted build never leaves a half-made database behind.
-#include <sqlite3.h>
-
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <sqlite3.h>
 #include <sstream>
 #include <string>
 

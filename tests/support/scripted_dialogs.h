@@ -44,7 +44,9 @@ private:
         bool given = false;
         QString text;
     };
-    static Reply reply(const std::optional<QString>& text) { return {text.has_value(), text.value_or(QString())}; }
+    static Reply reply(const std::optional<QString>& text) {
+        return {text.has_value(), text.value_or(QString())};
+    }
     static std::optional<QString> take(std::deque<Reply>& queue);
 
     std::deque<platform::Answer> answers_;
