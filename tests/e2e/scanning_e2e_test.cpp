@@ -100,11 +100,11 @@ TEST_F(ScanningEndToEnd, KeyboardWedgeTypesTheScan) {
 }
 
 TEST_F(ScanningEndToEnd, QuietModeTakesItsTimeoutFromTheIniFile) {
-    folder_->writeIni("Timeout=15\r\n");
+    folder_->writeIni("Timeout=40\r\n");
     shared().CRLF = false;
     session_->start();
-    EXPECT_EQ(shared().intTimeout, 15);
-    // Two chunks 40 ms apart (under ten ticks of 15 ms) are one scan.
+    EXPECT_EQ(shared().intTimeout, 40);
+    // Two chunks 40 ms apart (far under ten ticks of 40 ms) are one scan.
     const qsizetype from = receiver_->received().size();
     pair_->writeToPeer("0012");
     e2e::pumpUntil([] { return false; }, 40);
