@@ -101,43 +101,28 @@ QStringView nameOf(NamedKey key) {
     return u"?";
 }
 
-KeyAction namedAction(NamedKey key, unsigned modifiers = NoModifier) {
-    KeyAction action;
-    action.modifiers = modifiers;
-    action.named = true;
-    action.key = key;
-    return action;
-}
-
-KeyAction characterAction(char32_t character, unsigned modifiers = NoModifier) {
-    KeyAction action;
-    action.modifiers = modifiers;
-    action.character = character;
-    return action;
-}
-
 // The key a character of the text stands for; see the table at the top of the file.
 KeyAction actionForCharacter(char32_t character) {
     switch (character) {
     case U'\t':
-        return namedAction(NamedKey::Tab);
+        return KeyAction::Named(NamedKey::Tab);
     case U'\r':
     case U'\n':
-        return namedAction(NamedKey::Enter);
+        return KeyAction::Named(NamedKey::Enter);
     case 0x08:
-        return namedAction(NamedKey::Backspace);
+        return KeyAction::Named(NamedKey::Backspace);
     case 0x1B:
-        return namedAction(NamedKey::Escape);
+        return KeyAction::Named(NamedKey::Escape);
     case 0x7F:
-        return namedAction(NamedKey::Delete);
+        return KeyAction::Named(NamedKey::Delete);
     default:
         break;
     }
     if (character >= 0x01 && character <= 0x1A)
-        return characterAction(character + 0x60, ControlModifier); // 0x01 is Ctrl+a
+        return KeyAction::Character(character + 0x60, ControlModifier); // 0x01 is Ctrl+a
     if (character < 0x20)
-        return characterAction(character + 0x40, ControlModifier); // 0x00 Ctrl+@, 0x1D Ctrl+]
-    return characterAction(character);
+        return KeyAction::Character(character + 0x40, ControlModifier); // 0x00 Ctrl+@, 0x1D Ctrl+]
+    return KeyAction::Character(character);
 }
 
 class Parser {
@@ -184,10 +169,10 @@ private:
             refuse(QStringLiteral("an unbalanced brace"), pos_);
         case u'~':
             ++pos_;
-            return addKey(namedAction(NamedKey::Enter), 1, pos_ - 1);
+            return addKey(KeyAction::Named(NamedKey::Enter), 1, pos_ - 1);
         case u'\r':
             pos_ += (pos_ + 1 < text_.size() && text_[pos_ + 1] == u'\n') ? 2 : 1;
-            return addKey(namedAction(NamedKey::Enter), 1, pos_ - 1);
+            return addKey(KeyAction::Named(NamedKey::Enter), 1, pos_ - 1);
         default: {
             const qsizetype at = pos_;
             return addKey(actionForCharacter(readCodePoint()), 1, at);
@@ -259,7 +244,7 @@ private:
             (name.size() == 2 && name[0].isHighSurrogate() && name[1].isLowSurrogate()))
             return actionForCharacter(name.toUcs4().front());
         if (const auto key = namedKeyCalled(name))
-            return namedAction(*key);
+            return KeyAction::Named(*key);
         refuse(QStringLiteral("an unknown key name \"%1\"").arg(name), at);
     }
 

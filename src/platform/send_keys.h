@@ -68,6 +68,13 @@ struct KeyAction {
     NamedKey key = NamedKey::Enter; // when named
     char32_t character = 0;         // when not named
     bool operator==(const KeyAction&) const = default;
+
+    static KeyAction Named(NamedKey named, unsigned held = NoModifier) {
+        return KeyAction{held, true, named, 0};
+    }
+    static KeyAction Character(char32_t c, unsigned held = NoModifier) {
+        return KeyAction{held, false, NamedKey::Enter, c};
+    }
 };
 
 using KeyActions = std::vector<KeyAction>;

@@ -11,18 +11,11 @@ namespace {
 constexpr int kInvalidProcedureCall = 5;
 
 KeyAction ch(char32_t character, unsigned modifiers = NoModifier) {
-    KeyAction action;
-    action.character = character;
-    action.modifiers = modifiers;
-    return action;
+    return KeyAction::Character(character, modifiers);
 }
 
 KeyAction key(NamedKey named, unsigned modifiers = NoModifier) {
-    KeyAction action;
-    action.named = true;
-    action.key = named;
-    action.modifiers = modifiers;
-    return action;
+    return KeyAction::Named(named, modifiers);
 }
 
 KeyActions parse(const char16_t* text) {
