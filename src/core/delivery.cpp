@@ -13,18 +13,22 @@ namespace {
 constexpr char kAck = 0x06;
 } // namespace
 
+QVariant LookUpScan(platform::Table& codelink, const QString& scan, double& unit) {
+    codelink.seek(scan);
+    if (codelink.noMatch()) {
+        unit = 1.0;
+        return scan;
+    }
+    unit = platform::toDouble(codelink.value(QStringLiteral("Unit")));
+    return codelink.value(QStringLiteral("ReturnValue"));
+}
+
 QVariant ReturnValue(platform::Table& codelink, QString& strScan, double& unit) {
     if (shared().RetAsScan) {
         unit = 1.0;
         return strScan;
     }
-    codelink.seek(strScan);
-    if (codelink.noMatch()) {
-        unit = 1.0;
-        return strScan;
-    }
-    unit = platform::toDouble(codelink.value(QStringLiteral("Unit")));
-    return codelink.value(QStringLiteral("ReturnValue"));
+    return LookUpScan(codelink, strScan, unit);
 }
 
 QString FillTemplate(const QString& appendTemplate, const QString& value, double unit) {

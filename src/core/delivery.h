@@ -11,6 +11,11 @@ class Table;
 // What a finished scan stands for, and typing it.
 namespace core {
 
+// The translation of a scan in codelink (open with its "PrimaryKey" index set): the row's
+// ReturnValue with unit set from its Unit, or, when there is no row, the scan itself with unit 1.
+// A Null Unit is an error.
+QVariant LookUpScan(platform::Table& codelink, const QString& scan, double& unit);
+
 // The lookup: in keyboard wedge mode, or when codelink has no row for the scan, the scan itself
 // with unit 1; otherwise the row's ReturnValue, with unit set from its Unit. codelink is the
 // open translation table with its "PrimaryKey" index set. A Null Unit is an error.

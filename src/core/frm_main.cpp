@@ -1,6 +1,8 @@
 #include "core/frm_main.h"
 
 #include "config/append_strings.h"
+#include "config/frm_setup.h"
+#include "config/frm_setup_scanner.h"
 #include "core/append_choice.h"
 #include "core/program_folder.h"
 #include "core/scan_session.h"
@@ -327,6 +329,24 @@ QString frmMain::selectedAppendName() const {
     return CmbApStr->currentText();
 }
 
+// --- what the setup windows change -----------------------------------------------------------
+
+QString frmMain::appendDisplay() const {
+    return txtAppend->text();
+}
+
+void frmMain::setAppendDisplay(const QString& pattern) {
+    txtAppend->setText(pattern);
+}
+
+void frmMain::setAccountingDisplay(const QString& name) {
+    txtAcc->setText(name);
+}
+
+void frmMain::ReturnFromWindow() {
+    Activate();
+}
+
 // --- showing and hiding --------------------------------------------------------------------
 
 void frmMain::PopUp() {
@@ -421,11 +441,13 @@ void frmMain::mnuFMap_Click() {
 void frmMain::mnuFSettings_Click() {
     if (!StopScanningToContinue(*this))
         return;
+    config::frmSetup::showWindow(*this, this);
 }
 
 void frmMain::mnuSettingsScanner_Click() {
     if (!StopScanningToContinue(*this))
         return;
+    config::frmSetupScanner::showWindow(*this, this);
 }
 
 // The maintenance commands ask to stop scanning themselves, and start it again afterwards.

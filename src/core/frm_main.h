@@ -1,5 +1,6 @@
 #pragma once
 
+#include "config/main_window_link.h"
 #include "core/scan_switch.h"
 #include "platform/comm_control.h"
 
@@ -27,7 +28,7 @@ class ScanSession;
 // and accounting system; its menus open the other windows. Most of the time it is hidden and the
 // program is reached through the tray. The caption of cmdScan is the scanning state: "&Start"
 // means off, "&Stop" means on.
-class frmMain : public QMainWindow, public ScanSwitch {
+class frmMain : public QMainWindow, public ScanSwitch, public config::MainWindowLink {
     Q_OBJECT
 public:
     // port: the serial port to scan from; the system's serial port when null.
@@ -63,6 +64,12 @@ public:
     void mnuFileBackup_Click();
     void mnuFileCompact_Click();
     void mnuFileRepair_Click();
+
+    // MainWindowLink
+    QString appendDisplay() const override;
+    void setAppendDisplay(const QString& pattern) override;
+    void setAccountingDisplay(const QString& name) override;
+    void ReturnFromWindow() override;
 
     platform::CommControl& port() { return *MSComm1; }
     ScanSession& session() { return *session_; }

@@ -1,6 +1,7 @@
 #include "core/ini_file.h"
 
 #include "core/program_folder.h"
+#include "platform/conversions.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -21,6 +22,10 @@ QString GetIniValue(const QString& key) {
         return line.mid(line.indexOf(u'=') + 1);
     }
     return {};
+}
+
+std::int16_t GetIniNumber(const QString& key) {
+    return platform::toInt16(platform::val(GetIniValue(key)));
 }
 
 } // namespace core

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "core/scan_framer.h"
 #include "platform/database.h"
 
 #include <QObject>
-#include <QTimer>
 
 #include <optional>
 
@@ -17,14 +17,8 @@ namespace core {
 //
 // While on, the translation database and its tblCodelink table stay open, and the port is open
 // with a receive event for every byte. Received characters collect in the shared scan buffer
-// until a scan is complete:
-//  - line mode (CRLF set): when the buffer holds a CR LF pair;
-//  - quiet mode: when the line has been quiet for ten ticks of intTimeout milliseconds (with a
-//    time-out of 0, every receive event delivers what has arrived).
-// One trailing CR LF, or a buffer that is a lone Tab, is trimmed before delivery.
-//
-// The waiting of quiet mode is a timer, not a nested event loop: a new chunk restarts the count,
-// the tenth tick delivers. Each tick adds one to intTickCount, as before.
+// and are cut into scans by ScanFramer: at CR LF when CRLF is set, else when the line has been
+// quiet for ten ticks of intTimeout milliseconds (the ticks count in intTickCount).
 class ScanSession : public QObject {
     Q_OBJECT
 public:
@@ -44,29 +38,21 @@ public:
     int trayStatus() const;
 
     // The quiet-tick timer (the main window's Timer1): interval 0 means stopped.
-    int timerInterval() const { return timer_.isActive() ? timer_.interval() : 0; }
+    int timerInterval() const { return framer_.timerInterval(); }
 
 Q_SIGNALS:
     // After every start and stop, including the stop forced by a lost port.
     void stateChanged(bool on);
 
 private:
-    void onReceived();
-    void onTick();
     void onPortLost(const QString& description);
-    void receiveLines();
-    void receiveUntilQuiet();
-    void finishQuietScan();
-    void deliverBuffer();
+    void deliver(const QString& scan);
     void closeTranslationTable();
 
     platform::CommControl& port_;
-    QTimer timer_;
+    ScanFramer framer_;
     std::optional<platform::Database> database_;
     std::optional<platform::Table> codelink_;
 };
-
-// Drops one scanner ending: a buffer that is a lone Tab, or a CR LF at the end of a longer one.
-void TrimScanEnding(QString& buffer);
 
 } // namespace core

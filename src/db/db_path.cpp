@@ -3,6 +3,7 @@
 #include "core/program_folder.h"
 #include "core/shared_state.h"
 #include "db/schema.h"
+#include "platform/app_error.h"
 #include "platform/database.h"
 #include "platform/dialogs.h"
 
@@ -44,26 +45,36 @@ QString SqlQuote(const QString& value) {
     return quoted;
 }
 
-bool CheckSharedDatabase(const QString& path) {
-    bool valid = false;
-    {
+QString PrepareSharedDatabase(const QString& path) {
+    if (path.trimmed().isEmpty())
+        return QStringLiteral("No file was given.");
+    if (path.right(4).toLower() != QStringLiteral(".mdb"))
+        return QStringLiteral("The name of a shared database file must end in .mdb.");
+    if (QFileInfo(path).isDir())
+        return QStringLiteral("This is a folder, not a database file.");
+    try {
         platform::Database database = platform::Database::open(path);
-        valid = true;
         for (const char* table : {"tblAppendStr", "tblImportErrors", "tblManual", "tblCodelink"}) {
-            if (!TableExists(database, QString::fromLatin1(table))) {
-                valid = false;
-                break;
-            }
+            if (!TableExists(database, QString::fromLatin1(table)))
+                return QStringLiteral("It has no table %1: it is not a translation database of "
+                                      "this program.")
+                    .arg(QString::fromLatin1(table));
         }
-        if (valid) {
-            EnsureUnitField(database, QStringLiteral("tblCodelink"));
-            EnsureUnitField(database, QStringLiteral("tblImportErrors"));
-            AddRetValToAppendStrings(database);
-        }
+        EnsureUnitField(database, QStringLiteral("tblCodelink"));
+        EnsureUnitField(database, QStringLiteral("tblImportErrors"));
+        AddRetValToAppendStrings(database);
+    } catch (const platform::AppError& error) {
+        return error.description();
     }
-    if (!valid)
-        platform::msgBox(path + QStringLiteral("\r\nIs Not a Valid Shared Database"));
-    return valid;
+    return {};
+}
+
+bool CheckSharedDatabase(const QString& path) {
+    const QString problem = PrepareSharedDatabase(path);
+    if (problem.isEmpty())
+        return true;
+    platform::msgBox(path + QStringLiteral("\r\nIs Not a Valid Shared Database\r\n") + problem);
+    return false;
 }
 
 } // namespace db

@@ -17,10 +17,16 @@ bool SharedDbReachable(const QString& path);
 // "' & chr(124) & '".
 QString SqlQuote(const QString& value);
 
-// Checks a file chosen as shared database and brings it up to date: it must hold tblAppendStr,
-// tblImportErrors, tblManual and tblCodelink. A missing Unit field is added to tblCodelink and
-// tblImportErrors, and "<RetVal>" is put in front of append strings that lack it. An invalid file
-// is reported to the user and gives false.
+// Checks a file chosen as shared database and brings it up to date: its name must end in ".mdb"
+// (in any case), and it must be a database of this program holding tblAppendStr,
+// tblImportErrors, tblManual and tblCodelink. Then a missing Unit field is added to tblCodelink
+// and tblImportErrors, and "<RetVal>" is put in front of append strings that lack it. Nothing is
+// written into a file that fails. A failing file is reported to the user as the path, "Is Not a
+// Valid Shared Database" and a line saying what is wrong with it, and gives false.
 bool CheckSharedDatabase(const QString& path);
+
+// What keeps a file from serving as the shared database, in one line for the user; empty when it
+// can serve, in which case it has been brought up to date as CheckSharedDatabase says.
+QString PrepareSharedDatabase(const QString& path);
 
 } // namespace db

@@ -8,6 +8,7 @@
 #include "platform/database.h"
 #include "platform/dialogs.h"
 #include "platform/error_report.h"
+#include "platform/widgets.h"
 
 #include <QAction>
 #include <QGridLayout>
@@ -28,6 +29,8 @@
 
 namespace db {
 
+using platform::named;
+
 namespace {
 
 const QString kTranslationTable = QStringLiteral("Translation Table");
@@ -39,26 +42,14 @@ QPointer<frmDataEntry>& openWindow() {
     return window;
 }
 
-template <class Widget>
-Widget* named(Widget* widget, const char* name) {
-    widget->setObjectName(QString::fromLatin1(name));
-    return widget;
-}
-
 } // namespace
 
 frmDataEntry* frmDataEntry::showWindow(QWidget* parent) {
-    QPointer<frmDataEntry>& window = openWindow();
-    if (!window) {
-        auto loading = std::make_unique<frmDataEntry>(parent);
-        loading->load();
-        loading->setAttribute(Qt::WA_DeleteOnClose);
-        window = loading.release();
-    }
-    window->show();
-    window->raise();
-    window->activateWindow();
-    return window;
+    return platform::showSingleWindow(openWindow(), [parent] {
+        auto window = std::make_unique<frmDataEntry>(parent);
+        window->load();
+        return window;
+    });
 }
 
 frmDataEntry::frmDataEntry(QWidget* parent)

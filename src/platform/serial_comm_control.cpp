@@ -2,6 +2,8 @@
 
 #include "platform/app_error.h"
 
+#include <QSerialPortInfo>
+
 #include <algorithm>
 #include <limits>
 
@@ -58,6 +60,18 @@ AppError openFailure(const QSerialPort& port) {
 }
 
 } // namespace
+
+QStringList availableSerialPorts() {
+    QStringList ports;
+    for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts()) {
+#ifdef Q_OS_WIN
+        ports << info.portName();
+#else
+        ports << info.systemLocation();
+#endif
+    }
+    return ports;
+}
 
 SerialCommControl::SerialCommControl(QObject* parent)
     : CommControl(parent) {

@@ -12,6 +12,10 @@
 
 namespace platform {
 
+// The serial devices the system has now, as a user types them into a port setting
+// ("/dev/ttyUSB0" on Linux, "COM3" on Windows), in the system's order.
+QStringList availableSerialPorts();
+
 // The serial port the scanner is wired to, over QSerialPort.
 //
 // Port: setCommPort() takes a number ("1" is COM1 on Windows, /dev/ttyS0 on Linux) or a device

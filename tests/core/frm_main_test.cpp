@@ -11,6 +11,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
@@ -272,6 +273,36 @@ TEST(MainWindowScanning, WindowsAskToStopScanningFirst) {
     EXPECT_FALSE(program.port->portOpen());
     program.main.findChild<QAction*>("mnuFMap")->trigger(); // scanning off: no question
     EXPECT_EQ(program.dialogs.messages().size(), 2u);
+}
+
+TEST(MainWindowMenus, SetupWindowsOpenOnceAndWhatTheySaveShowsAtOnce) {
+    Program program;
+    const auto openWindows = [](const QString& caption) {
+        int count = 0;
+        for (QWidget* window : QApplication::topLevelWidgets())
+            count += window->windowTitle() == caption && window->isVisible();
+        return count;
+    };
+    program.main.findChild<QAction*>("mnuSettingsScanner")->trigger();
+    program.trayItem("MuScanner")->trigger();
+    EXPECT_EQ(openWindows("Orvane Scanner Setup"), 1);
+    auto* scanner = program.main.findChild<QWidget*>("frmSetupScanner");
+    ASSERT_NE(scanner, nullptr);
+    scanner->findChild<QCheckBox*>("ChRetAsScan")->click();
+    scanner->findChild<QPushButton*>("cmdSave")->click();
+    scanner->close();
+    EXPECT_EQ(program.control<QLabel>("LbScanMode")->text(), "Scanner In Keyboard Wedge Mode");
+
+    program.trayItem("MuSystem")->trigger();
+    auto* setup = program.main.findChild<QWidget*>("frmSetup");
+    ASSERT_NE(setup, nullptr);
+    auto* systems = setup->findChild<QComboBox*>("cmbAccSystem");
+    systems->setCurrentIndex(systems->findText("Peachtree"));
+    setup->findChild<QPushButton*>("cmdSave")->click();
+    setup->close();
+    EXPECT_EQ(program.control<QLineEdit>("txtAcc")->text(), "Peachtree");
+    EXPECT_EQ(program.main.findChild<QAction*>("mnuFMap")->text(), "Peachtree Item Map");
+    EXPECT_TRUE(program.dialogs.messages().empty());
 }
 
 TEST(MainWindowScanning, AutostartStartsOnceAndChangingThePatternReopensThePort) {

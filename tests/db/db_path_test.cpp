@@ -143,32 +143,3 @@ TEST(GetDbPathTest, CancelFallsBackToTheLocalFileUntilSettingsReload) {
     EXPECT_EQ(db.openRecordset("tblSettings").value("IsDBShared").toInt(), 1)
         << "the stored setting is left alone";
 }
-
-TEST(SharedDatabaseCheck, UpgradesAValidFileAndRefusesAnIncompleteOne) {
-    TempProgramFolder folder;
-    const QString candidate = folder.file("shared.mdb");
-    ASSERT_TRUE(QFile::copy(folder.file("dbscan.mdb"), candidate));
-    folder.sql("shared.mdb", "ALTER TABLE tblCodelink DROP COLUMN Unit;"
-                             "INSERT INTO tblAppendStr (Name, String) VALUES ('T', '<TAB>');"
-                             "INSERT INTO tblAppendStr (Name, String) VALUES ('M', 'x<RetVal>');");
-    ScriptedDialogs dialogs;
-    EXPECT_TRUE(db::CheckSharedDatabase(candidate));
-    EXPECT_TRUE(dialogs.messages().empty());
-    {
-        Database db = Database::open(candidate);
-        EXPECT_TRUE(db.hasField("tblCodelink", "Unit"));
-        EXPECT_EQ(db.openRecordset("SELECT String FROM tblAppendStr WHERE Name = 'T'")
-                      .value("String")
-                      .toString(),
-                  "<RetVal><TAB>");
-        EXPECT_EQ(db.openRecordset("SELECT String FROM tblAppendStr WHERE Name = 'M'")
-                      .value("String")
-                      .toString(),
-                  "x<RetVal>");
-    }
-
-    folder.sql("shared.mdb", "DROP TABLE tblManual");
-    EXPECT_FALSE(db::CheckSharedDatabase(candidate));
-    ASSERT_EQ(dialogs.messages().size(), 1u);
-    EXPECT_EQ(dialogs.messages().front().text, candidate + "\r\nIs Not a Valid Shared Database");
-}

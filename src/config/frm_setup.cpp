@@ -1,0 +1,252 @@
+#include "config/frm_setup.h"
+
+#include "config/append_editor.h"
+#include "config/main_window_link.h"
+#include "config/setup_window.h"
+#include "core/program_folder.h"
+#include "core/settings.h"
+#include "core/shared_state.h"
+#include "db/db_path.h"
+#include "platform/busy_cursor.h"
+#include "platform/conversions.h"
+#include "platform/database.h"
+#include "platform/dialogs.h"
+#include "platform/error_report.h"
+#include "platform/widgets.h"
+
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QFileInfo>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace config {
+
+using platform::named;
+
+namespace {
+
+QPointer<frmSetup>& openWindow() {
+    static QPointer<frmSetup> window;
+    return window;
+}
+
+} // namespace
+
+bool ValidateSharedDatabase(const QString& path) {
+    return db::CheckSharedDatabase(path);
+}
+
+frmSetup* frmSetup::showWindow(MainWindowLink& main, QWidget* parent) {
+    return platform::showSingleWindow(openWindow(), [&main, parent] {
+        auto window = std::make_unique<frmSetup>(main, parent);
+        window->Load();
+        return window;
+    });
+}
+
+frmSetup::frmSetup(MainWindowLink& main, QWidget* parent)
+    : QWidget(parent, Qt::Window)
+    , main_(main) {
+    setObjectName(QStringLiteral("frmSetup"));
+    setWindowTitle(QStringLiteral("Orvane System Setup"));
+    buildControls();
+    connectControls();
+}
+
+frmSetup::~frmSetup() = default;
+
+void frmSetup::buildControls() {
+    auto* menuBar = new QMenuBar(this);
+    QMenu* mnuFile = named(menuBar->addMenu(QStringLiteral("&File")), "mnuFile");
+    QAction* mnuFCancel = named(mnuFile->addAction(QStringLiteral("&Cancel")), "mnuFCancel");
+    QAction* mnuFSave = named(mnuFile->addAction(QStringLiteral("&Save")), "mnuFSave");
+    QAction* mnuFClose = named(mnuFile->addAction(QStringLiteral("Cl&ose")), "mnuFClose");
+
+    fraSetup = named(new QGroupBox(QStringLiteral("Settings"), this), "fraSetup");
+    cmbAccSystem = named(new QComboBox(fraSetup), "cmbAccSystem");
+    chkAutoStart =
+        named(new QCheckBox(QStringLiteral("Start Scan On Open"), fraSetup), "chkAutoStart");
+    ChUseSharedDB =
+        named(new QCheckBox(QStringLiteral("Use Shared Database"), fraSetup), "ChUseSharedDB");
+    FrameDBPath = named(new QGroupBox(QStringLiteral("Location of Shared DataBase"), fraSetup),
+                        "FrameDBPath");
+    TxtDBLocation = named(new QLineEdit(FrameDBPath), "TxtDBLocation");
+    TxtDBLocation->setMinimumWidth(
+        TxtDBLocation->fontMetrics().horizontalAdvance(QString(36, u'x')));
+    CmdBrowse = named(new QPushButton(QStringLiteral("Browse"), FrameDBPath), "CmdBrowse");
+    auto* location = new QHBoxLayout(FrameDBPath);
+    location->addWidget(TxtDBLocation, 1);
+    location->addWidget(CmdBrowse);
+    auto* settings = new QFormLayout(fraSetup);
+    settings->addRow(QStringLiteral("Accounting Systems:"), cmbAccSystem);
+    settings->addRow(chkAutoStart);
+    settings->addRow(ChUseSharedDB);
+    settings->addRow(FrameDBPath);
+
+    fraAppend = new AppendEditor(this);
+
+    cmdSave = named(new QPushButton(QStringLiteral("&Save"), this), "cmdSave");
+    cmdCancel = named(new QPushButton(QStringLiteral("&Cancel"), this), "cmdCancel");
+    cmdExit = named(new QPushButton(QStringLiteral("Cl&ose"), this), "cmdExit");
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(cmdSave);
+    buttons->addWidget(cmdCancel);
+    buttons->addWidget(cmdExit);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setMenuBar(menuBar);
+    layout->addWidget(fraSetup);
+    layout->addWidget(fraAppend);
+    layout->addLayout(buttons);
+
+    // Each File menu entry runs the button with the same caption.
+    connect(mnuFCancel, &QAction::triggered, cmdCancel, &QPushButton::click);
+    connect(mnuFSave, &QAction::triggered, cmdSave, &QPushButton::click);
+    connect(mnuFClose, &QAction::triggered, cmdExit, &QPushButton::click);
+}
+
+void frmSetup::connectControls() {
+    using platform::guarded;
+    connect(cmdSave, &QPushButton::clicked, this, guarded([this] { cmdSave_Click(); }));
+    connect(cmdCancel, &QPushButton::clicked, this, [this] { cmdCancel_Click(); });
+    connect(cmdExit, &QPushButton::clicked, this, [this] { close(); });
+    connect(CmdBrowse, &QPushButton::clicked, this, guarded([this] { CmdBrowse_Click(); }));
+    connect(ChUseSharedDB, &QCheckBox::toggled, this, [this](bool checked) {
+        FrameDBPath->setVisible(checked);
+        changed();
+    });
+    connect(chkAutoStart, &QCheckBox::toggled, this, [this] { changed(); });
+    connect(cmbAccSystem, &QComboBox::currentIndexChanged, this, [this] { changed(); });
+    connect(TxtDBLocation, &QLineEdit::textChanged, this, [this] { changed(); });
+    connect(fraAppend, &AppendEditor::edited, this, [this] { changed(); });
+}
+
+void frmSetup::changed() {
+    if (!loading_)
+        SetupSaved = false;
+}
+
+// --- loading ---------------------------------------------------------------------------------
+
+void frmSetup::Load() {
+    loading_ = true;
+    fillAccountingSystems();
+    core::SharedState& state = core::shared();
+    const std::optional<core::StoredSettings> row = core::ReadStoredSettings();
+    if (row) {
+        state.ComPort = row->ComPort;
+        state.PortSetting = row->PortSetting;
+        state.autostart = row->autostart;
+    }
+    TxtDBLocation->setText(state.SharedDataBase);
+    ChUseSharedDB->setChecked(state.IsDBShared);
+    FrameDBPath->setVisible(state.IsDBShared);
+    if (row) {
+        // A stored system that the definitions no longer list is kept, not silently replaced.
+        if (cmbAccSystem->findText(row->Accounting, Qt::MatchFixedString) < 0)
+            cmbAccSystem->addItem(row->Accounting);
+        cmbAccSystem->setCurrentIndex(
+            cmbAccSystem->findText(row->Accounting, Qt::MatchFixedString));
+        state.Accounting = row->Accounting;
+        fraAppend->setPattern(row->append);
+    }
+    fraAppend->refreshNames();
+    chkAutoStart->setChecked(state.autostart);
+    loading_ = false;
+    SetupSaved = true;
+}
+
+void frmSetup::fillAccountingSystems() {
+    cmbAccSystem->clear();
+    platform::Database accsys =
+        platform::Database::open(core::programFile(QStringLiteral("accsys.mdb")));
+    platform::Recordset systems =
+        accsys.openRecordset(QStringLiteral("SELECT Accounting FROM tblAccounting;"));
+    for (; !systems.eof(); systems.moveNext())
+        cmbAccSystem->addItem(platform::toText(systems.value(QStringLiteral("Accounting"))));
+}
+
+bool frmSetup::event(QEvent* event) {
+    const bool handled = QWidget::event(event);
+    if (event->type() == QEvent::WindowActivate)
+        platform::runGuarded([this] { Activate(); });
+    return handled;
+}
+
+void frmSetup::Activate() {
+    FrameDBPath->setVisible(ChUseSharedDB->isChecked());
+    fraAppend->caretToEnd();
+    SetupSaved = true;
+    if (namesRefreshFailed_)
+        return;
+    namesRefreshFailed_ = true;
+    const bool wasLoading = std::exchange(loading_, true);
+    fraAppend->refreshNames();
+    loading_ = wasLoading;
+    namesRefreshFailed_ = false;
+}
+
+// --- commands --------------------------------------------------------------------------------
+
+void frmSetup::CmdBrowse_Click() {
+    platform::FileRequest request;
+    const QString current = TxtDBLocation->text();
+    if (!current.isEmpty() && QFileInfo(current).isFile())
+        request.startFile = current;
+    request.filter = QStringLiteral("All (*.*)|*.*|Databases (*.mdb)|*.mdb");
+    request.mustExist = true;
+    if (const std::optional<QString> chosen = platform::dialogs().openFile(request))
+        TxtDBLocation->setText(*chosen);
+}
+
+void frmSetup::cmdSave_Click() {
+    const platform::BusyCursor busy;
+    core::SharedState& state = core::shared();
+    core::EditSettingsRow([&](platform::Recordset& row) {
+        const QString accounting = cmbAccSystem->currentText();
+        row.setValue(QStringLiteral("Accounting"), accounting);
+        main_.setAccountingDisplay(accounting);
+        state.Accounting = accounting;
+
+        row.setValue(QStringLiteral("autostart"), chkAutoStart->isChecked());
+        state.autostart = chkAutoStart->isChecked();
+
+        row.setValue(QStringLiteral("Append"), fraAppend->pattern());
+        main_.setAppendDisplay(fraAppend->pattern());
+
+        const QString location = TxtDBLocation->text();
+        const bool shared = ChUseSharedDB->isChecked() && ValidateSharedDatabase(location);
+        row.setValue(QStringLiteral("IsDBShared"), shared);
+        state.IsDBShared = shared;
+        if (shared) {
+            row.setValue(QStringLiteral("SharedDataBase"), location);
+            state.SharedDataBase = location;
+        }
+    });
+    SetupSaved = true;
+    cmdExit->setFocus();
+}
+
+void frmSetup::cmdCancel_Click() {
+    SetupSaved = true;
+    cmdExit->setFocus();
+}
+
+void frmSetup::closeEvent(QCloseEvent* event) {
+    if (!SaveBeforeClosing(SetupSaved, [this] { cmdSave_Click(); })) {
+        event->ignore();
+        return;
+    }
+    event->accept();
+    platform::runGuarded([this] { main_.ReturnFromWindow(); });
+}
+
+} // namespace config

@@ -1,0 +1,152 @@
+// The program setup window: accounting systems, start on open, the shared database check on real
+// files, and the return pattern as it is loaded and saved.
+#include "config/frm_setup.h"
+#include "config_test_support.h"
+#include "core/shared_state.h"
+#include "db/db_test_support.h"
+#include "support/program_folder_fixture.h"
+#include "support/scripted_dialogs.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QPushButton>
+
+#include <gtest/gtest.h>
+
+using config::frmSetup;
+using configtest::child;
+using configtest::storedSetting;
+
+namespace {
+
+struct ProgramSetup : ::testing::Test {
+    template <class T>
+    T* control(const char* name) {
+        return child<T>(window, name);
+    }
+    QString db() const { return folder.file("dbscan.mdb"); }
+
+    // Saves with "Use Shared Database" pointing at path; the message shown, if any.
+    QString saveShared(const QString& path) {
+        dialogs.clear();
+        if (!control<QCheckBox>("ChUseSharedDB")->isChecked())
+            control<QCheckBox>("ChUseSharedDB")->click();
+        control<QLineEdit>("TxtDBLocation")->setText(path);
+        control<QPushButton>("cmdSave")->click();
+        return dialogs.messageTexts().join('|');
+    }
+
+    testsupport::TempProgramFolder folder;
+    testsupport::ScriptedDialogs dialogs;
+    configtest::FakeMain main;
+    frmSetup window{main};
+};
+
+} // namespace
+
+TEST_F(ProgramSetup, LoadsTheListsAndSaveWritesTheRowAndTheDisplays) {
+    folder.sql("dbscan.mdb", "UPDATE tblSettings SET Accounting = 'Peachtree', autostart = 1, "
+                             "append = '<RetVal><TAB>'");
+    window.Load();
+    auto* systems = control<QComboBox>("cmbAccSystem");
+    ASSERT_EQ(systems->count(), 3);
+    EXPECT_GE(systems->findText("QuickBooks 2007 and earlier"), 0);
+    EXPECT_EQ(systems->currentText(), "Peachtree");
+    EXPECT_TRUE(control<QCheckBox>("chkAutoStart")->isChecked());
+    EXPECT_TRUE(control<QGroupBox>("FrameDBPath")->isHidden());
+    EXPECT_EQ(control<QLineEdit>("TxtApendStr")->text(), "<RetVal><TAB>");
+    EXPECT_EQ(control<QComboBox>("CmbNames")->currentText(), "Tab");
+    EXPECT_TRUE(window.saved());
+
+    systems->setCurrentIndex(systems->findText("QuickBooks"));
+    control<QCheckBox>("chkAutoStart")->click();
+    control<QLineEdit>("TxtApendStr")->setText("<RetVal><F2>");
+    EXPECT_FALSE(window.saved());
+    control<QPushButton>("cmdSave")->click();
+    EXPECT_TRUE(window.saved());
+    EXPECT_EQ(storedSetting(db(), "Accounting").toString(), "QuickBooks");
+    EXPECT_EQ(storedSetting(db(), "autostart").toInt(), 0);
+    EXPECT_EQ(storedSetting(db(), "append").toString(), "<RetVal><F2>");
+    EXPECT_EQ(storedSetting(db(), "IsDBShared").toInt(), 0);
+    EXPECT_EQ(main.accounting, "QuickBooks");
+    EXPECT_EQ(main.append, "<RetVal><F2>");
+    EXPECT_EQ(core::shared().Accounting, "QuickBooks");
+    EXPECT_FALSE(core::shared().autostart);
+
+    control<QCheckBox>("ChUseSharedDB")->click();
+    EXPECT_FALSE(control<QGroupBox>("FrameDBPath")->isHidden());
+    dialogs.answer(platform::Answer::No);
+    window.close();
+    EXPECT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"});
+    EXPECT_EQ(storedSetting(db(), "IsDBShared").toInt(), 0) << "No saves nothing";
+}
+
+TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
+    const QString shared = folder.file("Shared.MDB");
+    ASSERT_TRUE(QFile::copy(db(), shared));
+    testsupport::runSql(shared,
+                        "ALTER TABLE tblCodelink DROP COLUMN Unit;"
+                        "INSERT INTO tblAppendStr (Name, String) VALUES ('T', '<TAB>');"
+                        "INSERT INTO tblAppendStr (Name, String) VALUES ('M', 'x<RetVal>')");
+    window.Load();
+    EXPECT_EQ(saveShared(shared), "");
+    EXPECT_EQ(storedSetting(db(), "IsDBShared").toInt(), 1);
+    EXPECT_EQ(storedSetting(db(), "SharedDataBase").toString(), shared);
+    EXPECT_TRUE(core::shared().IsDBShared);
+    {
+        platform::Database file = platform::Database::open(shared);
+        EXPECT_TRUE(file.hasField("tblCodelink", "Unit"));
+        const auto string = [&](const char* name) {
+            return file
+                .openRecordset(QStringLiteral("SELECT String FROM tblAppendStr WHERE Name "
+                                              "= '%1'")
+                                   .arg(name))
+                .value("String")
+                .toString();
+        };
+        EXPECT_EQ(string("T"), "<RetVal><TAB>");
+        EXPECT_EQ(string("M"), "x<RetVal>");
+    }
+
+    // Files that cannot serve: the message names the file and what is wrong, nothing is written
+    // into them, sharing is switched off and the stored path stays.
+    const QString noAppend = folder.file("noappend.mdb");
+    QFile::copy(db(), noAppend);
+    testsupport::runSql(noAppend, "DROP TABLE tblAppendStr");
+    QFile jet(folder.file("legacy.mdb"));
+    ASSERT_TRUE(jet.open(QIODevice::WriteOnly));
+    jet.write(QByteArray("\0\1\0\0Standard Jet DB\0", 20) + QByteArray(2000, '\0'));
+    jet.close();
+    QFile text(folder.file("notes.mdb"));
+    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
+    text.write("Item list\r\n");
+    text.close();
+    QDir(folder.path()).mkdir("folder.mdb");
+    const QString backup = folder.file("Shared.mdb.bak");
+    QFile::copy(shared, backup);
+
+    const std::vector<std::pair<QString, QString>> refused = {
+        {backup, "must end in .mdb"},
+        {noAppend, "no table tblAppendStr"},
+        {jet.fileName(), "Jet/Access database"},
+        {text.fileName(), "Unrecognized database format"},
+        {folder.file("folder.mdb"), "a folder"},
+        {folder.file("missing.mdb"), "Could not find file"},
+    };
+    for (const auto& [path, why] : refused) {
+        const QByteArray before = dbtest::fileHash(path);
+        const QString message = saveShared(path);
+        EXPECT_TRUE(message.startsWith(path + "\r\nIs Not a Valid Shared Database\r\n"))
+            << message.toStdString();
+        EXPECT_TRUE(message.contains(why)) << message.toStdString();
+        EXPECT_EQ(dbtest::fileHash(path), before) << "nothing written into " << path.toStdString();
+        EXPECT_EQ(storedSetting(db(), "IsDBShared").toInt(), 0);
+        EXPECT_EQ(storedSetting(db(), "SharedDataBase").toString(), shared);
+        EXPECT_FALSE(core::shared().IsDBShared);
+    }
+    EXPECT_FALSE(QFile::exists(folder.file("missing.mdb")));
+}

@@ -1,0 +1,187 @@
+// The scanner setup window: what it offers and saves, and the live test over a real serial pair.
+#include "config/frm_setup_scanner.h"
+#include "config_test_support.h"
+#include "core/shared_state.h"
+#include "platform/serial_comm_control.h"
+#include "support/program_folder_fixture.h"
+#include "support/scripted_dialogs.h"
+#include "support/socat_pair.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using config::frmSetupScanner;
+using configtest::child;
+using configtest::storedSetting;
+
+namespace {
+
+QStringList items(QComboBox* combo) {
+    QStringList texts;
+    for (int i = 0; i < combo->count(); ++i)
+        texts << combo->itemText(i);
+    return texts;
+}
+
+struct ScannerSetup : ::testing::Test {
+    void load() { window.Load(); }
+    template <class T>
+    T* control(const char* name) {
+        return child<T>(window, name);
+    }
+    QString db() const { return folder.file("dbscan.mdb"); }
+
+    testsupport::TempProgramFolder folder;
+    testsupport::ScriptedDialogs dialogs;
+    configtest::FakeMain main;
+    frmSetupScanner window{main};
+};
+
+} // namespace
+
+TEST_F(ScannerSetup, OffersThePortsAndSettingsAndShowsTheStoredRow) {
+    folder.sql("dbscan.mdb", "UPDATE tblSettings SET ComPort = '/dev/ttyACM0', PortSetting = "
+                             "'4800,N,8,2', CRLF = 0, ACK = 1, RetAsScan = 1");
+    load();
+    auto* ports = control<QComboBox>("cmbComPort");
+    EXPECT_EQ(items(ports).mid(0, 4), QStringList({" 1", " 2", " 3", " 4"}));
+    EXPECT_EQ(items(ports).mid(4), platform::availableSerialPorts());
+    EXPECT_EQ(ports->currentText(), "/dev/ttyACM0");
+    EXPECT_EQ(items(control<QComboBox>("cmbPortSettings")),
+              QStringList({"9600,E,7,1", "9600,N,7,2", "9600,N,8,1", "4800,N,8,2"}));
+    EXPECT_EQ(control<QComboBox>("cmbPortSettings")->currentText(), "4800,N,8,2");
+    EXPECT_FALSE(control<QCheckBox>("chkCRLF")->isChecked());
+    EXPECT_TRUE(control<QCheckBox>("ChAck")->isChecked());
+    EXPECT_TRUE(control<QCheckBox>("ChRetAsScan")->isChecked());
+    EXPECT_EQ(control<QCheckBox>("chkCRLF")->text(), "Break On  CR/LF");
+    EXPECT_EQ(core::shared().ComPort, "/dev/ttyACM0") << "the shared record is refreshed";
+    EXPECT_TRUE(core::shared().RetAsScan);
+    EXPECT_TRUE(control<QLineEdit>("txtScan")->isHidden());
+    EXPECT_TRUE(window.saved());
+}
+
+TEST_F(ScannerSetup, SaveWritesTheRowAsTypedAndCloseAsksOnlyAfterAChange) {
+    load();
+    window.close(); // nothing changed: no question
+    EXPECT_TRUE(dialogs.messages().empty());
+
+    control<QComboBox>("cmbComPort")->setEditText(" 7");
+    control<QComboBox>("cmbPortSettings")->setEditText("19200,N,8,1");
+    control<QCheckBox>("ChRetAsScan")->click();
+    control<QCheckBox>("chkCRLF")->click(); // shipped checked: now clear
+    EXPECT_FALSE(window.saved());
+    control<QPushButton>("cmdCancel")->click(); // only sets the flag
+    EXPECT_TRUE(window.saved());
+    EXPECT_EQ(storedSetting(db(), "ComPort").toString(), "1") << "Cancel writes nothing";
+
+    control<QCheckBox>("ChAck")->click();
+    dialogs.answer(platform::Answer::Yes);
+    window.close();
+    ASSERT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"});
+    EXPECT_EQ(dialogs.messages()[0].buttons, platform::Buttons::YesNo);
+    EXPECT_EQ(storedSetting(db(), "ComPort").toString(), " 7");
+    EXPECT_EQ(storedSetting(db(), "PortSetting").toString(), "19200,N,8,1");
+    EXPECT_EQ(storedSetting(db(), "RetAsScan").toInt(), 1);
+    EXPECT_EQ(storedSetting(db(), "CRLF").toInt(), 0);
+    EXPECT_EQ(storedSetting(db(), "ACK").toInt(), 1);
+    EXPECT_EQ(core::shared().ComPort, " 7");
+    EXPECT_TRUE(core::shared().ACK);
+    EXPECT_EQ(main.returns, 2) << "each close hands back to the main window";
+}
+
+// --- the live test over a socat pair ---------------------------------------------------------
+
+namespace {
+
+struct LiveTest : ScannerSetup {
+    void SetUp() override {
+        folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('0012345', 'WIDGET-7', 'W', 12)");
+        folder.writeIni("Timeout=20\r\n");
+        load();
+        control<QComboBox>("cmbComPort")->setEditText(pair.port());
+    }
+    void scan(const QByteArray& bytes, const QString& expected) {
+        pair.writeToPeer(bytes);
+        EXPECT_TRUE(QTest::qWaitFor(
+            [&] { return control<QLineEdit>("txtScan")->text() == expected; }, 5000))
+            << "txtScan shows " << control<QLineEdit>("txtScan")->text().toStdString();
+    }
+    QString box(const char* name) { return control<QLineEdit>(name)->text(); }
+
+    testsupport::SocatPair pair;
+};
+
+} // namespace
+
+TEST_F(LiveTest, LineModeShowsScansWithTheirEndingsAndAcknowledgesOnlyWhenAsked) {
+    auto* test = control<QPushButton>("cmdTest");
+    test->click();
+    ASSERT_EQ(test->text(), "S&top") << dialogs.messageTexts().join('|').toStdString();
+    EXPECT_FALSE(control<QLineEdit>("txtScan")->isHidden());
+
+    pair.writeToPeer("00123"); // the rest of the scan comes later
+    QTest::qWait(100);
+    EXPECT_EQ(box("txtScan"), "");
+    scan("45\r\n", "0012345");
+    EXPECT_EQ(box("txtReturn"), "WIDGET-7");
+    EXPECT_EQ(box("TxtUnit"), "12");
+    EXPECT_EQ(box("txtAppend"), "<Ret>");
+    EXPECT_TRUE(pair.readFromPeer(1, std::chrono::milliseconds(200)).isEmpty()) << "no ACK";
+
+    control<QCheckBox>("ChAck")->click(); // does not stop the test
+    EXPECT_EQ(test->text(), "S&top");
+    scan("999\r\n", "999");
+    EXPECT_EQ(box("txtReturn"), "999") << "an unknown code shows itself";
+    EXPECT_EQ(box("TxtUnit"), "1");
+    scan("0012345\r\n", "0012345");
+    EXPECT_EQ(pair.readFromPeer(3, std::chrono::milliseconds(500)), QByteArray("\x06\x06"));
+
+    control<QCheckBox>("chkCRLF")->click(); // stops the test
+    EXPECT_EQ(test->text(), "&Test");
+    EXPECT_FALSE(window.port().portOpen());
+    EXPECT_TRUE(control<QLineEdit>("TxtUnit")->isHidden());
+}
+
+TEST_F(LiveTest, QuietModeEndsAScanWhenTheLineGoesQuiet) {
+    control<QCheckBox>("chkCRLF")->click();
+    control<QPushButton>("cmdTest")->click();
+    scan("0012345\r\n", "0012345");
+    EXPECT_EQ(box("txtAppend"), "<Ret>");
+    EXPECT_EQ(box("txtReturn"), "WIDGET-7");
+
+    pair.writeToPeer("\t"); // a lone Tab: shown as the ending, nothing else
+    EXPECT_TRUE(QTest::qWaitFor([&] { return box("txtAppend") == "<Tab>"; }, 5000));
+    QTest::qWait(300); // past the quiet time
+    EXPECT_EQ(box("txtScan"), "0012345");
+
+    pair.writeToPeer("AB");
+    scan("C", "ABC");
+    EXPECT_EQ(box("txtAppend"), "Nothing");
+}
+
+TEST_F(LiveTest, PortErrorsAreToldWithThePortAsTyped) {
+    {
+        platform::SerialCommControl holder;
+        holder.setCommPort(pair.port());
+        holder.setPortOpen(true);
+        control<QPushButton>("cmdTest")->click();
+    }
+    control<QComboBox>("cmbComPort")->setEditText(" 300");
+    control<QPushButton>("cmdTest")->click();
+    control<QComboBox>("cmbComPort")->setEditText(pair.port());
+    control<QComboBox>("cmbPortSettings")->setEditText("9600,X,8,1");
+    control<QPushButton>("cmdTest")->click();
+
+    ASSERT_EQ(dialogs.messages().size(), 3u);
+    EXPECT_EQ(dialogs.messages()[0].text, "Com Port#" + pair.port() + " is already open");
+    EXPECT_EQ(dialogs.messages()[0].icon, platform::Icon::Critical);
+    EXPECT_EQ(dialogs.messages()[1].text, "Com Port# 300 is not a valid port number");
+    EXPECT_TRUE(dialogs.messages()[2].text.startsWith("Error # 380\r\n"));
+    EXPECT_EQ(control<QPushButton>("cmdTest")->text(), "&Test");
+    EXPECT_FALSE(window.port().portOpen());
+}
