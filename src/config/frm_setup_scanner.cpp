@@ -199,6 +199,7 @@ void frmSetupScanner::Load() {
     ChAck->setChecked(state.ACK);
     loading_ = false;
     ScannerSetupSaved = true;
+    cmbComPort->setFocus(); // the port is what a user mostly comes to change
 }
 
 void frmSetupScanner::cmdSave_Click() {

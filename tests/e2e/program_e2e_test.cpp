@@ -1,6 +1,9 @@
 // The real program, run from a temporary copy of its program folder on a private Xvfb display:
 // it starts scanning by itself, scans on a socat serial pair arrive as keys in a window started
-// after it, and a second start hands over to the first copy and ends.
+// after it, and a second start hands over to the first copy and ends. A user's keys (typed
+// through XTest) set the scanner's port in its setup window, and scanning uses it at once.
+#include "platform/database.h"
+#include "platform/send_keys.h"
 #include "support/program_folder_fixture.h"
 #include "support/socat_pair.h"
 #include "x11_session.h"
@@ -101,6 +104,47 @@ protected:
         return caption;
     }
 
+    // Gives the keyboard focus to the top-level window with this caption, as a click would.
+    bool focusWindow(const QString& caption) const {
+        Display* x = XOpenDisplay(display_->name().toLocal8Bit().constData());
+        if (!x)
+            return false;
+        Window root = 0;
+        Window parent = 0;
+        Window* children = nullptr;
+        unsigned count = 0;
+        bool found = false;
+        if (XQueryTree(x, DefaultRootWindow(x), &root, &parent, &children, &count)) {
+            for (unsigned i = 0; i < count && !found; ++i) {
+                char* name = nullptr;
+                if (XFetchName(x, children[i], &name) && name) {
+                    found = QString::fromUtf8(name) == caption;
+                    if (found) {
+                        XRaiseWindow(x, children[i]);
+                        XSetInputFocus(x, children[i], RevertToParent, CurrentTime);
+                    }
+                    XFree(name);
+                }
+            }
+            if (children)
+                XFree(children);
+        }
+        XCloseDisplay(x);
+        return found && e2e::pumpUntil([&] { return focusedCaption() == caption; }, 3000);
+    }
+
+    // Types keys (send-key syntax) into the window with this caption, as a user would.
+    void typeInto(const QString& caption, const QString& keys) {
+        ASSERT_TRUE(e2e::pumpUntil([&] { return focusWindow(caption); }, 10000))
+            << "no window \"" << caption.toStdString() << "\" to type into";
+        if (!typer_) {
+            qputenv("DISPLAY", display_->name().toLocal8Bit());
+            typer_ = platform::createSystemTyper();
+        }
+        typer_->type(platform::ParseSendKeys(keys));
+        e2e::pumpUntil([] { return false; }, 300); // the keys go out from the event loop
+    }
+
     static void stop(QProcess& process) {
         process.terminate();
         if (!process.waitForFinished(5000))
@@ -111,6 +155,7 @@ protected:
     static inline std::unique_ptr<e2e::XvfbDisplay> display_;
     QTemporaryDir dir_;
     testsupport::SocatPair pair_;
+    std::unique_ptr<platform::KeyTyper> typer_;
 };
 
 } // namespace
@@ -144,4 +189,28 @@ TEST_F(ProgramEndToEnd, ScansArriveInTheFocusedWindowAndOnlyOneCopyRuns) {
         << focusedCaption().toStdString() << "\"";
 
     stop(first);
+}
+
+TEST_F(ProgramEndToEnd, APortChosenInTheScannerSetupIsUsedByTheNextStart) {
+    testsupport::runSql(programFolder() + "/dbscan.mdb",
+                        "UPDATE tblSettings SET autostart = 0, ComPort = '4'");
+    QProcess program;
+    startProgram(program);
+    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000));
+
+    typeInto("Orvane Translator ", "%e"); // Settings
+    typeInto("Orvane Translator ", "c");  // Scanner
+    // The port box has the focus: the user types the device and saves.
+    typeInto("Orvane Scanner Setup", "^a" + pair_.port() + "%s%o");
+    ASSERT_TRUE(e2e::pumpUntil([&] { return !focusWindow("Orvane Scanner Setup"); }, 10000))
+        << "the scanner setup window did not close";
+    typeInto("Orvane Translator ", "%s"); // Start
+
+    e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
+    pair_.writeToPeer("0012345\r\n");
+    EXPECT_EQ(receiver.waitForEnd(0, "{ENTER}", 20000).toStdString(), "WIDGET-7{TAB}12");
+    typer_.reset();
+    stop(program);
+    platform::Database db = platform::Database::open(programFolder() + "/dbscan.mdb");
+    EXPECT_EQ(db.openRecordset("tblSettings").value("ComPort").toString(), pair_.port());
 }

@@ -1,8 +1,11 @@
 // orvane-screenshot OUTPUT_FOLDER
 //
-// Shows the main window and opens the tray menu on the display in $DISPLAY, on a temporary copy
-// of the program folder, and saves pictures of both: main-window.png and tray-menu.png. Run by
-// the display tests; the pictures in docs/ come from it.
+// Shows the program's windows on the display in $DISPLAY, on a temporary copy of the program
+// folder, and saves pictures of them: main-window.png, tray-menu.png, scanner-setup.png (during
+// a live test that has just shown a scan) and system-setup.png. The pictures in docs/ come from
+// it.
+#include "config/frm_setup.h"
+#include "config/frm_setup_scanner.h"
 #include "core/application.h"
 #include "core/frm_main.h"
 #include "core/program_folder.h"
@@ -46,7 +49,8 @@ int main(int argc, char** argv) {
                         "UPDATE tblAppendStr SET Use = 6 WHERE Name = 'Tab Unit Enter';"
                         "UPDATE tblAppendStr SET Use = 5 WHERE Name = 'Enter';"
                         "UPDATE tblAppendStr SET Use = 4 WHERE Name = 'Tab';"
-                        "UPDATE tblSettings SET append = '<RetVal><TAB><UoM><RET>'");
+                        "UPDATE tblSettings SET append = '<RetVal><TAB><UoM><RET>';"
+                        "INSERT INTO tblCodelink VALUES ('0012345', 'WIDGET-7', 'Widget', 12)");
     core::setProgramFolder(folder.path());
     shell::frmTaskbar::setTrayAvailableOverride(true);
 
@@ -77,5 +81,24 @@ int main(int argc, char** argv) {
     if (!screen.save(out.filePath("tray-menu.png")))
         return 1;
     taskbar.menu()->close();
-    return 0;
+    main.cmdScan_Click(); // the setup windows are opened with scanning off
+
+    auto* testPort = new testsupport::FakeCommControl;
+    config::frmSetupScanner scanner(main, std::unique_ptr<platform::CommControl>(testPort));
+    scanner.Load();
+    scanner.move(60, 60);
+    scanner.show();
+    scanner.cmdTest_Click();
+    testPort->pushText("0012345\r\n");
+    settle(600);
+    if (!scanner.grab().save(out.filePath("scanner-setup.png")))
+        return 1;
+    scanner.close();
+
+    config::frmSetup setup(main);
+    setup.Load();
+    setup.move(60, 60);
+    setup.show();
+    settle(600);
+    return setup.grab().save(out.filePath("system-setup.png")) ? 0 : 1;
 }
