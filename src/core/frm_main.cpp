@@ -344,6 +344,8 @@ void frmMain::setAccountingDisplay(const QString& name) {
 }
 
 void frmMain::ReturnFromWindow() {
+    // The setup window may have stored, renamed or removed patterns.
+    config::UpdateNames(*CmbApStr, txtAppend->text());
     Activate();
 }
 

@@ -214,3 +214,33 @@ TEST_F(ProgramEndToEnd, APortChosenInTheScannerSetupIsUsedByTheNextStart) {
     platform::Database db = platform::Database::open(programFolder() + "/dbscan.mdb");
     EXPECT_EQ(db.openRecordset("tblSettings").value("ComPort").toString(), pair_.port());
 }
+
+TEST_F(ProgramEndToEnd, APatternComposedInTheEditorIsTypedForEachScan) {
+    testsupport::runSql(programFolder() + "/dbscan.mdb", "UPDATE tblSettings SET autostart = 0");
+    QProcess program;
+    startProgram(program);
+    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000));
+
+    typeInto("Orvane Translator ", "%e"); // Settings
+    typeInto("Orvane Translator ", "y");  // System: the pattern box has the focus
+    // Empty the pattern, then "Add <RetVal>" and "Commands Codes", reached with Tab.
+    typeInto("Orvane System Setup", "^a{BS}{TAB 4} {TAB 6} ");
+    typeInto("Command Keys", "{TAB} "); // the Tab key, then Send
+    // Back in the setup window: "ok" through "Add This >", a name, "Save/Add to List".
+    typeInto("Orvane System Setup", "{TAB 2}ok{TAB} +{TAB 3}^aE2E Tab OK{TAB} ");
+    typeInto("Orvane System Setup", "%s%o"); // Save, Close
+    ASSERT_TRUE(e2e::pumpUntil([&] { return !focusWindow("Orvane System Setup"); }, 10000));
+    typeInto("Orvane Translator ", "%s"); // Start
+
+    e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
+    pair_.writeToPeer("0012345\r\n");
+    EXPECT_EQ(receiver.waitForEnd(0, "ok", 20000).toStdString(), "WIDGET-7{TAB}");
+    typer_.reset();
+    stop(program);
+    platform::Database db = platform::Database::open(programFolder() + "/dbscan.mdb");
+    EXPECT_EQ(db.openRecordset("SELECT String FROM tblAppendStr WHERE Name = 'E2E Tab OK'")
+                  .value("String")
+                  .toString(),
+              "<RetVal><TAB>ok");
+    EXPECT_EQ(db.openRecordset("tblSettings").value("append").toString(), "<RetVal><TAB>ok");
+}

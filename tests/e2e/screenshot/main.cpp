@@ -2,8 +2,9 @@
 //
 // Shows the program's windows on the display in $DISPLAY, on a temporary copy of the program
 // folder, and saves pictures of them: main-window.png, tray-menu.png, scanner-setup.png (during
-// a live test that has just shown a scan) and system-setup.png. The pictures in docs/ come from
-// it.
+// a live test that has just shown a scan), system-setup.png and command-keys.png (Ctrl+F2
+// chosen). The pictures in docs/ come from it.
+#include "config/frm_cmd_keys.h"
 #include "config/frm_setup.h"
 #include "config/frm_setup_scanner.h"
 #include "core/application.h"
@@ -18,6 +19,7 @@
 #include <QPixmap>
 #include <QScreen>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QThread>
 #include <QTimer>
 
@@ -100,5 +102,14 @@ int main(int argc, char** argv) {
     setup.move(60, 60);
     setup.show();
     settle(600);
-    return setup.grab().save(out.filePath("system-setup.png")) ? 0 : 1;
+    if (!setup.grab().save(out.filePath("system-setup.png")))
+        return 1;
+
+    config::frmCmdKeys keys(setup.appendEditor());
+    keys.Load();
+    keys.show();
+    QTest::keyPress(&keys, Qt::Key_F2, Qt::ControlModifier);
+    QTest::keyRelease(&keys, Qt::Key_F2, Qt::ControlModifier);
+    settle(600);
+    return keys.grab().save(out.filePath("command-keys.png")) ? 0 : 1;
 }

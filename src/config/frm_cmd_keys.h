@@ -1,0 +1,69 @@
+#pragma once
+
+#include <QHash>
+#include <QWidget>
+
+#include <array>
+#include <vector>
+
+class QButtonGroup;
+class QCheckBox;
+class QLineEdit;
+class QPushButton;
+class QRadioButton;
+
+namespace config {
+
+class AppendEditor;
+
+// The command keys picker: special keys (function keys, arrows, Tab, Enter ...) with or without
+// Shift, Ctrl and Alt, chosen from the list of the Keys table or simply pressed, are built into
+// their token text, which Send inserts at the caret of the pattern editor. Keys are matched by
+// the Windows virtual-key codes of the table's Ascii column, on every system.
+class frmCmdKeys : public QWidget {
+    Q_OBJECT
+public:
+    static constexpr int kKeyButtons = 40;
+    static constexpr int kPlainKey = 255; // the chosen key is the plain key of TbKey
+
+    // Shows the one command keys window for this editor, beside the window that holds it.
+    static frmCmdKeys* showWindow(AppendEditor& editor, QWidget* beside);
+
+    explicit frmCmdKeys(AppendEditor& editor, QWidget* parent = nullptr);
+
+    // Lists the keys of the Keys table, in Index order, on the key buttons.
+    void Load();
+
+    QString code() const;
+    void CmdSend_Click();
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+    void keyReleaseEvent(QKeyEvent* event) override;
+    // Tab is a key to pick here, not a way to the next control.
+    bool focusNextPrevChild(bool next) override;
+
+private:
+    void buildControls();
+    void chooseKey(int button);
+    void BuildCode();
+    void chooseRow(const QString& whereClause);
+
+    AppendEditor& editor_;
+    QLineEdit* TbCode = nullptr;
+    QPushButton* CmdSend = nullptr;
+    std::vector<QRadioButton*> OptKey;
+    QRadioButton* OptKeyBox = nullptr;
+    QLineEdit* TbKey = nullptr;
+    std::array<QCheckBox*, 3> ChCmd{};
+    QPushButton* CancelButton = nullptr;
+    QButtonGroup* keys_ = nullptr;
+
+    int chosen_ = kPlainKey;
+    QHash<int, int> buttonOfIndex_; // Keys.Index -> key button
+    int lowestAscii_ = 0;
+    int highestAscii_ = -1;
+    bool building_ = false;
+};
+
+} // namespace config

@@ -1,0 +1,202 @@
+// The return pattern editor and the command keys picker: the token rules without a window, then
+// the editor and the picker with real clicks and key events.
+#include "config/append_editor.h"
+#include "config/append_strings.h"
+#include "config/frm_cmd_keys.h"
+#include "config/token_line_edit.h"
+#include "config_test_support.h"
+#include "platform/database.h"
+#include "support/program_folder_fixture.h"
+#include "support/scripted_dialogs.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using config::AppendEditor;
+using configtest::child;
+
+TEST(PatternRules, BoundariesEscapingAndNormalising) {
+    using Boundaries = QVector<std::int16_t>;
+    EXPECT_EQ(config::TokenBoundaries("<<A<SHIFT>b"), Boundaries({0, 2, 3, 10, 11, -1}));
+    EXPECT_EQ(config::TokenBoundaries(""), Boundaries({0, -1}));
+    EXPECT_EQ(config::TokenBoundaries("a>><SHI"), Boundaries({0, 1, 3, 7, -1}))
+        << "a half-typed token runs to the end";
+    const Boundaries b = config::TokenBoundaries("<<A<SHIFT>b");
+    EXPECT_EQ(config::BoundaryIndexAfter(b, 4), 3);
+    EXPECT_EQ(config::BoundaryIndexAfter(b, 11), 0);
+    EXPECT_EQ(config::BoundaryIndexAfter({}, 0), 0);
+
+    EXPECT_EQ(config::PlainTextToStored("a <b>"), "a<SP><<b>>");
+    EXPECT_EQ(config::NormalizeAppendString("<TAB>"), "<RetVal><TAB>");
+    EXPECT_EQ(config::NormalizeAppendString("x <RetVal>(1)"), "x<SP><RetVal>(1)");
+}
+
+namespace {
+
+struct Editor : ::testing::Test {
+    Editor() {
+        editor.resize(600, 200);
+        editor.show();
+    }
+    template <class T>
+    T* control(const char* name) {
+        return child<T>(editor, name);
+    }
+    void click(const char* button) { control<QPushButton>(button)->click(); }
+    void name(const QString& text) { control<QComboBox>("CmbNames")->setEditText(text); }
+    std::optional<QString> stored(const QString& name) {
+        const auto found = config::FindAppendString(name);
+        return found ? std::optional(found->string) : std::nullopt;
+    }
+    config::TokenLineEdit* box() { return control<config::TokenLineEdit>("TxtApendStr"); }
+
+    testsupport::TempProgramFolder folder;
+    testsupport::ScriptedDialogs dialogs;
+    AppendEditor editor;
+};
+
+} // namespace
+
+TEST_F(Editor, SavesReplacesAndRemovesNamedPatterns) {
+    editor.setPattern("<TAB>");
+    name("O'Neil|2");
+    click("Cmdaddtolist");
+    EXPECT_EQ(stored("O'Neil|2"), "<RetVal><TAB>");
+    EXPECT_EQ(box()->text(), "<RetVal><TAB>");
+    EXPECT_TRUE(dialogs.messages().empty());
+
+    editor.setPattern("a b<RetVal>");
+    dialogs.answer(platform::Answer::No);
+    click("Cmdaddtolist");
+    EXPECT_EQ(dialogs.messageTexts(),
+              QStringList{"O'Neil|2 Already Exists Do You Want to Replace It?"});
+    EXPECT_EQ(stored("O'Neil|2"), "<RetVal><TAB>") << "No keeps the stored pattern";
+    EXPECT_EQ(box()->text(), "a<SP>b<RetVal>") << "but the box shows the normalised text";
+    EXPECT_EQ(control<QComboBox>("CmbNames")->currentText(), "O'Neil|2");
+
+    dialogs.clear();
+    name("No Such Pattern");
+    click("CmdRemove");
+    name("O'Neil|2");
+    click("CmdRemove");
+    EXPECT_TRUE(dialogs.messages().empty()) << "removing asks nothing";
+    EXPECT_EQ(stored("O'Neil|2"), std::nullopt);
+    EXPECT_EQ(control<QComboBox>("CmbNames")->count(), 5) << "the shipped patterns stay";
+
+    name(" ");
+    dialogs.answerInput(std::nullopt);
+    click("Cmdaddtolist");
+    EXPECT_EQ(dialogs.inputPrompts(), QStringList{"Enter Name:"});
+    dialogs.answerInput(QString("Typed"));
+    click("Cmdaddtolist");
+    EXPECT_EQ(stored("Typed"), "a<SP>b<RetVal>");
+
+    QComboBox* names = control<QComboBox>("CmbNames");
+    names->setCurrentIndex(names->findText("Tab Unit Enter"));
+    editor.CmbNames_Click();
+    EXPECT_EQ(box()->text(), "<RetVal><TAB><UoM><RET>");
+}
+
+TEST_F(Editor, InsertsAtTheCaretAndTheCaretNeverStopsInsideAToken) {
+    box()->setFocus();
+    click("CmdAddRetVal");
+    control<QLineEdit>("TxtAdd")->setText("a <b>");
+    click("CmdAddText");
+    EXPECT_EQ(box()->text(), "<RetVal>a<SP><<b>>");
+    EXPECT_EQ(control<QLineEdit>("TxtAdd")->text(), "");
+    box()->setCursorPosition(0);
+    click("CmdAddUoM");
+    EXPECT_EQ(box()->text(), "<UoM><RetVal>a<SP><<b>>");
+    EXPECT_EQ(box()->toolTip(), box()->text());
+
+    box()->setText("<<A<SHIFT>b");
+    box()->setCursorPosition(0);
+    std::vector<int> stops;
+    for (int i = 0; i < 5; ++i) {
+        QTest::keyClick(box(), i % 2 ? Qt::Key_Down : Qt::Key_Right);
+        stops.push_back(box()->cursorPosition());
+    }
+    EXPECT_EQ(stops, std::vector<int>({2, 3, 10, 11, 11}));
+    QTest::keyClick(box(), Qt::Key_Left);
+    QTest::keyClick(box(), Qt::Key_Left, Qt::ShiftModifier);
+    EXPECT_EQ(box()->selectionStart(), 3);
+    EXPECT_EQ(box()->selectedText(), "<SHIFT>");
+    QTest::keyClick(box(), Qt::Key_Up, Qt::ShiftModifier);
+    EXPECT_EQ(box()->selectedText(), "A<SHIFT>");
+    click("CmdAddRetVal"); // replaces the selection
+    EXPECT_EQ(box()->text(), "<<<RetVal>b");
+
+    // A click anywhere lands on a unit boundary.
+    box()->setText("<<A<SHIFT>b");
+    const QList<int> boundaries{0, 2, 3, 10, 11};
+    for (int x = 1; x < box()->width(); x += 3) {
+        QTest::mouseClick(box(), Qt::LeftButton, {}, QPoint(x, box()->height() / 2));
+        EXPECT_TRUE(boundaries.contains(box()->cursorPosition())) << "x " << x;
+    }
+}
+
+// --- the command keys window -------------------------------------------------------------
+
+namespace {
+
+struct CommandKeys : Editor {
+    CommandKeys() {
+        keys.Load();
+        keys.show();
+    }
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+        QTest::keyPress(&keys, key, modifiers);
+        QTest::keyRelease(&keys, key, modifiers);
+    }
+    QString code() { return child<QLineEdit>(keys, "TbCode")->text(); }
+    QCheckBox* shift() { return child<QCheckBox>(keys, "ChCmd0"); }
+
+    config::frmCmdKeys keys{editor};
+};
+
+} // namespace
+
+TEST_F(CommandKeys, PressedAndClickedKeysBuildTheCode) {
+    EXPECT_EQ(keys.windowTitle(), "Command Keys");
+    EXPECT_EQ(child<QCheckBox>(keys, "ChCmd1")->text(), "Crtl");
+    EXPECT_EQ(child<QRadioButton>(keys, "OptKey16")->text(), "F2");
+    EXPECT_TRUE(child<QRadioButton>(keys, "OptKey27")->isHidden()) << "27 rows shipped";
+
+    press(Qt::Key_F2, Qt::ControlModifier);
+    EXPECT_EQ(code(), "<CTRL><F2>");
+    press(Qt::Key_A);
+    EXPECT_EQ(code(), "a") << "a plain key; the modifiers follow the keys held";
+    EXPECT_TRUE(child<QRadioButton>(keys, "OptKeyBox")->isChecked());
+    press(Qt::Key_Z);
+    press(Qt::Key_0);
+    EXPECT_EQ(code(), "a") << "Z and 0 are looked up in the table, which has neither";
+    press(Qt::Key_Tab, Qt::ShiftModifier);
+    EXPECT_EQ(code(), "<SHIFT><TAB>");
+    shift()->click();
+    EXPECT_EQ(code(), "<TAB>");
+    child<QRadioButton>(keys, "OptKey11")->click();
+    EXPECT_EQ(code(), "<RIGHT>");
+
+    editor.setPattern("<RetVal><RET>");
+    child<config::TokenLineEdit>(editor, "TxtApendStr")->setCursorPosition(8);
+    child<QPushButton>(keys, "CmdSend")->click();
+    EXPECT_EQ(editor.pattern(), "<RetVal><RIGHT><RET>");
+    EXPECT_TRUE(keys.isVisible()) << "Send leaves the window open";
+}
+
+TEST_F(CommandKeys, FewerRowsThanButtonsHideTheRest) {
+    folder.sql("CmdKeys.mdb", "DELETE FROM Keys WHERE \"Index\" > 1");
+    config::frmCmdKeys few(editor);
+    few.Load();
+    EXPECT_FALSE(child<QRadioButton>(few, "OptKey1")->isHidden());
+    EXPECT_TRUE(child<QRadioButton>(few, "OptKey2")->isHidden());
+    QTest::keyPress(&few, Qt::Key_F2);
+    QTest::keyRelease(&few, Qt::Key_F2);
+    EXPECT_EQ(child<QLineEdit>(few, "TbCode")->text(), "") << "a key without a row changes nothing";
+}
