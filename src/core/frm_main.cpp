@@ -12,6 +12,7 @@
 #include "db/frm_data_entry.h"
 #include "db/maintenance.h"
 #include "db/schema.h"
+#include "import/frm_map.h"
 #include "platform/app_error.h"
 #include "platform/database.h"
 #include "platform/dialogs.h"
@@ -438,6 +439,7 @@ void frmMain::mnuFDatEnter_Click() {
 void frmMain::mnuFMap_Click() {
     if (!StopScanningToContinue(*this))
         return;
+    import::frmMap::showWindow(this);
 }
 
 void frmMain::mnuFSettings_Click() {

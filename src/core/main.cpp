@@ -1,7 +1,10 @@
 #include "core/application.h"
+#include "core/command_line.h"
 #include "core/startup.h"
 
 int main(int argc, char** argv) {
+    if (core::IsCommandLine(argc, argv))
+        return core::RunCommandLine(argc, argv);
     core::Application app(argc, argv);
     return core::Main(app);
 }

@@ -40,6 +40,9 @@ std::optional<StoredSettings> ReadStoredSettings() {
     row.append = toText(rs.value(QStringLiteral("append")));
     row.SharedDataBase = textOr(rs.value(QStringLiteral("SharedDataBase")), QString());
     row.IsDBShared = toBool(rs.value(QStringLiteral("IsDBShared")));
+    row.Source = textOr(rs.value(QStringLiteral("Source")), QString());
+    row.CustomScan = textOr(rs.value(QStringLiteral("CustomScan")), QString());
+    row.CustomReturn = textOr(rs.value(QStringLiteral("CustomReturn")), QString());
     return row;
 }
 

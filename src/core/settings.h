@@ -23,6 +23,10 @@ struct StoredSettings {
     QString append;
     QString SharedDataBase; // "" for Null
     bool IsDBShared = false;
+    // The item map window's last choices ("" for Null).
+    QString Source;
+    QString CustomScan;
+    QString CustomReturn;
 };
 
 // Reads the first row of tblSettings in the program folder's dbscan.mdb (never the shared

@@ -12,12 +12,13 @@
 #include <vector>
 
 namespace platform {
+class SqliteStatement;
 class Database;
 }
 
 namespace db {
 
-class Statement;
+using Statement = platform::SqliteStatement;
 
 // The grid of the data entry window. A translation table may hold millions of rows, so the grid
 // keeps only the row ids of tblCodelink in their listing order and reads row contents a page at

@@ -2,6 +2,7 @@
 
 #include "platform/app_error.h"
 #include "platform/jet_sql.h"
+#include "platform/sqlite_statement.h"
 
 #include <QAtomicInteger>
 #include <QDir>
@@ -302,6 +303,10 @@ int Database::execute(const QString& sql) {
     if (!query.exec(statement))
         raise(query.lastError(), path_, sql);
     return query.numRowsAffected();
+}
+
+std::unique_ptr<Statement> Database::prepare(const QString& sql) {
+    return std::make_unique<SqliteStatement>(nativeHandle(), sql, path_);
 }
 
 Recordset Database::openRecordset(const QString& sqlOrTable) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/statement.h"
+
 #include <QHash>
 #include <QSqlDatabase>
 #include <QSqlQuery>
@@ -8,6 +10,7 @@
 #include <QVariant>
 #include <QVector>
 
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -61,6 +64,9 @@ public:
 
     // Runs a statement (Jet or SQLite dialect) that returns no rows; gives the rows it changed.
     int execute(const QString& sql);
+
+    // A statement to run many times, with parameters "?1", "?2" ... (imports, paging).
+    std::unique_ptr<Statement> prepare(const QString& sql);
 
     // A table name opens the whole table; anything else is taken as a SELECT statement.
     Recordset openRecordset(const QString& sqlOrTable);

@@ -1,4 +1,4 @@
-#include "db/sqlite_statement.h"
+#include "platform/sqlite_statement.h"
 
 #include "platform/app_error.h"
 #include "platform/database.h"
@@ -8,7 +8,7 @@
 #include <sqlite3.h>
 #include <utility>
 
-namespace db {
+namespace platform {
 
 namespace {
 
@@ -21,18 +21,18 @@ int errorNumber(int resultCode) {
     switch (resultCode & 0xff) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-        return platform::err::FileLocked;
+        return err::FileLocked;
     case SQLITE_READONLY:
     case SQLITE_CANTOPEN:
     case SQLITE_PERM:
-        return platform::err::ReadOnly;
+        return err::ReadOnly;
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
-        return platform::err::UnrecognizedFormat;
+        return err::UnrecognizedFormat;
     case SQLITE_CONSTRAINT:
-        return platform::err::DuplicateKey;
+        return err::DuplicateKey;
     default:
-        return platform::err::DatabaseError;
+        return err::DatabaseError;
     }
 }
 
@@ -47,7 +47,7 @@ QString sqliteFailureText(int resultCode, sqlite3* handle, const QString& file) 
         return QStringLiteral("The database '%1' is locked by another program or workstation "
                               "(waited %2 seconds). Try again when it is free.")
             .arg(name)
-            .arg(platform::Database::busyTimeoutMs() / 1000.0);
+            .arg(Database::busyTimeoutMs() / 1000.0);
     case SQLITE_READONLY:
     case SQLITE_PERM:
         return QStringLiteral("Cannot write to '%1': the file or its folder is read-only.")
@@ -68,10 +68,10 @@ QString sqliteFailureText(int resultCode, sqlite3* handle, const QString& file) 
 }
 
 void throwSqliteError(int resultCode, sqlite3* handle, const QString& file) {
-    throw platform::AppError(errorNumber(resultCode), sqliteFailureText(resultCode, handle, file));
+    throw AppError(errorNumber(resultCode), sqliteFailureText(resultCode, handle, file));
 }
 
-Statement::Statement(sqlite3* handle, const QString& sql, QString file)
+SqliteStatement::SqliteStatement(sqlite3* handle, const QString& sql, QString file)
     : handle_(handle)
     , file_(std::move(file)) {
     const QByteArray utf8 = sql.toUtf8();
@@ -81,21 +81,21 @@ Statement::Statement(sqlite3* handle, const QString& sql, QString file)
         throwSqliteError(rc, handle_, file_);
 }
 
-Statement::~Statement() {
+SqliteStatement::~SqliteStatement() {
     sqlite3_finalize(statement_);
 }
 
-void Statement::bind(int index, qint64 value) {
+void SqliteStatement::bind(int index, qint64 value) {
     sqlite3_bind_int64(statement_, index, value);
 }
 
-void Statement::bind(int index, const QString& value) {
+void SqliteStatement::bind(int index, const QString& value) {
     const QByteArray utf8 = value.toUtf8();
     sqlite3_bind_text(statement_, index, utf8.constData(), static_cast<int>(utf8.size()),
                       SQLITE_TRANSIENT);
 }
 
-void Statement::bind(int index, const QVariant& value) {
+void SqliteStatement::bind(int index, const QVariant& value) {
     if (value.isNull()) {
         sqlite3_bind_null(statement_, index);
         return;
@@ -120,11 +120,11 @@ void Statement::bind(int index, const QVariant& value) {
     }
 }
 
-int Statement::tryNext() {
+int SqliteStatement::tryNext() {
     return sqlite3_step(statement_);
 }
 
-bool Statement::next() {
+bool SqliteStatement::next() {
     const int rc = sqlite3_step(statement_);
     if (rc == SQLITE_ROW)
         return true;
@@ -135,36 +135,52 @@ bool Statement::next() {
     fail(rc, file_);
 }
 
-void Statement::fail(int resultCode, const QString& file) {
+void SqliteStatement::fail(int resultCode, const QString& file) {
     // The engine's words first: resetting the statement may replace them.
-    const platform::AppError error(errorNumber(resultCode),
-                                   sqliteFailureText(resultCode, handle_, file));
+    const AppError error(errorNumber(resultCode), sqliteFailureText(resultCode, handle_, file));
     sqlite3_reset(statement_);
     throw error;
 }
 
-void Statement::reset() {
+void SqliteStatement::bindText(int index, QStringView value) {
+    sqlite3_bind_text16(statement_, index, value.utf16(),
+                        static_cast<int>(value.size() * sizeof(char16_t)), SQLITE_TRANSIENT);
+}
+
+void SqliteStatement::bindNumber(int index, double value) {
+    sqlite3_bind_double(statement_, index, value);
+}
+
+void SqliteStatement::bindNull(int index) {
+    sqlite3_bind_null(statement_, index);
+}
+
+int SqliteStatement::changes() const {
+    return sqlite3_changes(handle_);
+}
+
+void SqliteStatement::reset() {
     sqlite3_reset(statement_);
 }
 
-int Statement::columnCount() const {
+int SqliteStatement::columnCount() const {
     return sqlite3_column_count(statement_);
 }
 
-qint64 Statement::int64(int column) const {
+qint64 SqliteStatement::int64(int column) const {
     return sqlite3_column_int64(statement_, column);
 }
 
-QString Statement::text(int column) const {
+QString SqliteStatement::text(int column) const {
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
     return QString::fromUtf8(text, sqlite3_column_bytes(statement_, column));
 }
 
-bool Statement::isNull(int column) const {
+bool SqliteStatement::isNull(int column) const {
     return sqlite3_column_type(statement_, column) == SQLITE_NULL;
 }
 
-QVariant Statement::value(int column) const {
+QVariant SqliteStatement::value(int column) const {
     switch (sqlite3_column_type(statement_, column)) {
     case SQLITE_NULL:
         return {};
@@ -181,7 +197,7 @@ QVariant Statement::value(int column) const {
     }
 }
 
-void exec(sqlite3* handle, const QString& sql, const QString& file) {
+void sqliteExec(sqlite3* handle, const QString& sql, const QString& file) {
     char* message = nullptr;
     const int rc = sqlite3_exec(handle, sql.toUtf8().constData(), nullptr, nullptr, &message);
     sqlite3_free(message);
@@ -189,4 +205,4 @@ void exec(sqlite3* handle, const QString& sql, const QString& file) {
         throwSqliteError(rc, handle, file);
 }
 
-} // namespace db
+} // namespace platform

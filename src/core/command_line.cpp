@@ -1,0 +1,287 @@
+#include "core/command_line.h"
+
+#include "core/delivery.h"
+#include "core/program_folder.h"
+#include "core/settings.h"
+#include "core/shared_state.h"
+#include "db/db_path.h"
+#include "import/accounting.h"
+#include "import/import_engine.h"
+#include "platform/app_error.h"
+#include "platform/console.h"
+#include "platform/conversions.h"
+#include "platform/database.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QMap>
+
+#include <cstdio>
+#include <functional>
+#include <stdexcept>
+
+namespace core {
+
+namespace {
+
+// A refusal of the command line: the message says what is wrong and what to do.
+class Refusal : public std::runtime_error {
+public:
+    explicit Refusal(const QString& message)
+        : std::runtime_error(message.toStdString()) {}
+};
+
+void print(const QString& text) {
+    std::fprintf(stdout, "%s\n", text.toLocal8Bit().constData());
+}
+
+void printError(const QString& text) {
+    std::fprintf(stderr, "orvane-translator: %s\n", text.toLocal8Bit().constData());
+}
+
+const char* const kUsage =
+    "Usage: orvane-translator [COMMAND ARGUMENTS]\n"
+    "\n"
+    "Without a command the program starts with its window. The commands work headless on the\n"
+    "databases of the program's folder (the shared translation database when one is set):\n"
+    "\n"
+    "  import FILE [--scan FIELD] [--return FIELD] [--description FIELD]\n"
+    "        Imports an item list into the translation table. The kind follows the file's\n"
+    "        extension as the item map window takes it for the accounting system of the\n"
+    "        settings: .iif (QuickBooks IIF item export), .txt (tab-delimited), .csv\n"
+    "        (comma-separated). For IIF files the field options name fields of the accounting\n"
+    "        system; by default the scan and return fields last used in the item map window and\n"
+    "        the default description. Delimited lists take no field options: column 1 is the\n"
+    "        return value, column 2 the scan value, column 3 the description.\n"
+    "  export FILE\n"
+    "        Writes the translation table as a tab-delimited list (return value, scan value,\n"
+    "        description; UTF-8) that the import reads back.\n"
+    "  lookup CODE\n"
+    "        Prints the return value and the unit that a scan of CODE gets in translation mode.\n"
+    "  --help\n"
+    "        Shows this text.\n"
+    "\n"
+    "Exit status: 0 on success, 1 with a message on standard error otherwise.\n";
+
+// The arguments after the command: positional ones in order, and "--name value" options.
+struct Arguments {
+    QStringList positional;
+    QMap<QString, QString> options;
+};
+
+Arguments parse(const QStringList& arguments, const QStringList& allowedOptions) {
+    Arguments parsed;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString& argument = arguments[i];
+        if (!argument.startsWith(QStringLiteral("--"))) {
+            parsed.positional << argument;
+            continue;
+        }
+        if (!allowedOptions.contains(argument))
+            throw Refusal(QStringLiteral("unknown option %1 (see --help)").arg(argument));
+        if (i + 1 >= arguments.size())
+            throw Refusal(QStringLiteral("%1 needs a value (see --help)").arg(argument));
+        parsed.options.insert(argument, arguments[++i]);
+    }
+    return parsed;
+}
+
+QString onlyArgument(const Arguments& arguments, const QString& what) {
+    if (arguments.positional.size() != 1)
+        throw Refusal(QStringLiteral("give exactly one %1 (see --help)").arg(what));
+    return arguments.positional.front();
+}
+
+// The settings of the program's folder and a translation database that can be reached now: the
+// command line cannot wait for a shared database to come back.
+void loadSettings() {
+    SharedState& state = shared();
+    state.strAppTitle = kAppTitle;
+    state.strDbPath = programFile(QStringLiteral("dbscan.mdb"));
+    LoadSettings();
+    if (state.IsDBShared && !db::SharedDbReachable(state.SharedDataBase))
+        throw Refusal(QStringLiteral("the shared translation database %1 cannot be reached. "
+                                     "Check the network share (or the server), or switch "
+                                     "\"Use Shared Database\" off in Settings > System.")
+                          .arg(state.SharedDataBase));
+}
+
+// Progress on a terminal: the caption and how far it has come, on one line.
+class TerminalProgress : public import::ImportProgress {
+public:
+    TerminalProgress()
+        : shown_(platform::stderrIsTerminal()) {
+        clock_.start();
+    }
+    ~TerminalProgress() override {
+        if (shown_)
+            std::fprintf(stderr, "\n");
+    }
+    void caption(const QString& text) override {
+        caption_ = text;
+        show(last_);
+    }
+    void range(qint64 maximum) override { maximum_ = std::max<qint64>(maximum, 1); }
+    void advance(qint64 value) override {
+        last_ = value;
+        if (clock_.elapsed() >= 200) {
+            clock_.restart();
+            show(value);
+        }
+    }
+
+private:
+    void show(qint64 value) {
+        if (!shown_)
+            return;
+        std::fprintf(stderr, "\r%-32s %3lld%%", caption_.toLocal8Bit().constData(),
+                     std::min<qint64>(value, maximum_) * 100 / maximum_);
+        std::fflush(stderr);
+    }
+
+    bool shown_;
+    QElapsedTimer clock_;
+    QString caption_;
+    qint64 maximum_ = 1;
+    qint64 last_ = 0;
+};
+
+// The IIF import's fields: the options given, else the choices last used in the item map window
+// and the default description. Each must be a field the accounting system defines.
+import::IifImport iifFields(const QString& file, const Arguments& arguments){
+    const QString accounting = shared().Accounting;
+const StoredSettings stored = ReadStoredSettings().value_or(StoredSettings());
+const import::FieldChoices scans =
+    import::ReadFieldChoices(accounting, QStringLiteral("cmbItemScan0"));
+const import::FieldChoices descriptions =
+    import::ReadFieldChoices(accounting, QStringLiteral("cmbItemDescrip"));
+import::IifImport request{
+    file, accounting,
+    arguments.options.value(QStringLiteral("--scan"), stored.CustomScan.trimmed()),
+    arguments.options.value(QStringLiteral("--return"), stored.CustomReturn.trimmed()),
+    arguments.options.value(QStringLiteral("--description"), descriptions.defaultField)};
+const auto refuseField = [&](const QString& role, const QString& field,
+                             const QStringList& choices) {
+    throw Refusal(QStringLiteral("\"%1\" is not a %2 field of %3 item exports; choose one of: "
+                                 "%4")
+                      .arg(field.trimmed(), role, accounting, choices.join(QStringLiteral(", "))));
+};
+if (!scans.fields.contains(request.scanField, Qt::CaseInsensitive))
+    refuseField(QStringLiteral("scan"), request.scanField, scans.fields);
+if (import::ReturnFieldPosition(accounting, request.returnField) == 0)
+    refuseField(QStringLiteral("return"), request.returnField, scans.fields + descriptions.fields);
+if (!descriptions.fields.contains(request.descriptionField, Qt::CaseInsensitive))
+    refuseField(QStringLiteral("description"), request.descriptionField, descriptions.fields);
+return request;
+} // namespace
+
+int importCommand(const QStringList& rawArguments) {
+    const Arguments arguments =
+        parse(rawArguments, {QStringLiteral("--scan"), QStringLiteral("--return"),
+                             QStringLiteral("--description")});
+    const QString file = onlyArgument(arguments, QStringLiteral("item file"));
+    if (!QFileInfo(file).isFile())
+        throw Refusal(QStringLiteral("there is no file %1").arg(file));
+    loadSettings();
+    const QString accounting = shared().Accounting;
+    const int kind = import::SourceKindOf(file, import::ReadAccountingFlags(accounting));
+    if (kind == import::kNotValid || kind == import::kCompanyFile)
+        throw Refusal(
+            QStringLiteral("%1 is not an item list that %2 imports from the command line: "
+                           "give an IIF export (.iif), a tab-delimited list (.txt) or a "
+                           "comma-separated list (.csv) of the kinds enabled for %2")
+                .arg(file, accounting));
+    TerminalProgress progress;
+    import::ImportResult result;
+    if (kind == import::kIif) {
+        const import::IifImport request = iifFields(file, arguments);
+        if (!import::IsIifItemExport(file, accounting))
+            throw Refusal(QStringLiteral("%1: Not a product export file of type IIF (its third "
+                                         "line does not begin with !CUSTITEMDICT)")
+                              .arg(file));
+        result = import::ImportIifFile(request, progress);
+    } else {
+        if (!arguments.options.isEmpty())
+            throw Refusal(QStringLiteral("field options apply to IIF files only: a delimited list "
+                                         "has fixed columns"));
+        result = import::ImportDelimitedFile(file, kind == import::kTabDelimited ? u'\t' : u',',
+                                             progress);
+    }
+    print(QStringLiteral("%1: lines read %2, rows written %3, rows removed %4, error rows %5")
+              .arg(file)
+              .arg(result.lines)
+              .arg(result.written)
+              .arg(result.removed)
+              .arg(result.errors));
+    return 0;
+}
+
+int exportCommand(const QStringList& rawArguments) {
+    const QString file = onlyArgument(parse(rawArguments, {}), QStringLiteral("file to write"));
+    loadSettings();
+    const qint64 pairs = import::ExportCodelink(file);
+    print(QStringLiteral("%1: %2 pairs written").arg(file).arg(pairs));
+    return 0;
+}
+
+int lookupCommand(const QStringList& rawArguments) {
+    const QString code = onlyArgument(parse(rawArguments, {}), QStringLiteral("code"));
+    loadSettings();
+    platform::Database db = platform::Database::open(db::GetDbPath());
+    platform::Table codelink = db.openTable(QStringLiteral("tblCodelink"));
+    codelink.setIndex(QStringLiteral("PrimaryKey"));
+    double unit = 1;
+    const QString value = platform::toText(LookUpScan(codelink, code, unit));
+    print(value + u'\t' + platform::numberToText(unit));
+    return 0;
+}
+
+const QMap<QString, std::function<int(const QStringList&)>>& commands() {
+    static const QMap<QString, std::function<int(const QStringList&)>> table{
+        {QStringLiteral("import"), importCommand},
+        {QStringLiteral("export"), exportCommand},
+        {QStringLiteral("lookup"), lookupCommand},
+    };
+    return table;
+}
+
+bool isHelp(const QString& argument) {
+    return argument == QStringLiteral("--help") || argument == QStringLiteral("-h") ||
+           argument == QStringLiteral("help");
+}
+
+} // namespace core
+
+bool IsCommandLine(int argc, char** argv) {
+    if (argc < 2)
+        return false;
+    const QString first = QString::fromLocal8Bit(argv[1]);
+    return isHelp(first) || commands().contains(first);
+}
+
+int RunCommandLine(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("Orvane Translator"));
+    QCoreApplication::setOrganizationName(QStringLiteral("Orvane Translator"));
+    platform::ConsoleDialogs console;
+    platform::setDialogs(&console);
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    const QString command = arguments.takeFirst();
+    if (isHelp(command)) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    try {
+        return commands().value(command)(arguments);
+    } catch (const Refusal& refusal) {
+        printError(QString::fromStdString(refusal.what()));
+    } catch (const platform::AppError& error) {
+        printError(error.description());
+    } catch (const std::exception& error) {
+        printError(QString::fromLocal8Bit(error.what()));
+    }
+    return 1;
+}
+
+} // namespace core

@@ -1,0 +1,14 @@
+#pragma once
+
+namespace core {
+
+// Whether the program was started with a command (import, export, lookup, --help ...) rather
+// than for its window.
+bool IsCommandLine(int argc, char** argv);
+
+// Runs the command headless, without a display, on the databases of the program's folder, with
+// the very routines the windows use. Gives the exit status: 0 on success, 1 with a message on
+// standard error.
+int RunCommandLine(int argc, char** argv);
+
+} // namespace core

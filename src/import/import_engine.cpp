@@ -1,0 +1,449 @@
+#include "import/import_engine.h"
+
+#include "core/program_folder.h"
+#include "core/shared_state.h"
+#include "db/db_path.h"
+#include "import/accounting.h"
+#include "import/import_field.h"
+#include "import/text_lines.h"
+#include "platform/app_error.h"
+#include "platform/conversions.h"
+#include "platform/database.h"
+#include "platform/dialogs.h"
+
+#include <QDir>
+#include <QHash>
+#include <QSaveFile>
+
+#include <algorithm>
+#include <limits>
+
+namespace import {
+
+namespace {
+
+constexpr int kBatchRows = 4000;
+constexpr int kTab = 9;
+const QString kBlankMarker = QStringLiteral("##blank##");
+const QString kBlank = QStringLiteral(" ");
+
+std::int16_t column(int position) {
+    return static_cast<std::int16_t>(
+        std::clamp(position, 0, int(std::numeric_limits<std::int16_t>::max())));
+}
+
+// Blanks only, as the item files are cut: a Tab is a delimiter, not a blank.
+QString trimBlanks(const QString& text) {
+    qsizetype begin = 0;
+    qsizetype end = text.size();
+    while (begin < end && text[begin] == u' ')
+        ++begin;
+    while (end > begin && text[end - 1] == u' ')
+        --end;
+    return text.mid(begin, end - begin);
+}
+
+bool hasText(const QString& value) {
+    return !trimBlanks(value).isEmpty();
+}
+
+// Transactions of kBatchRows rows. Whatever is open is committed when the object goes, also when
+// a failure ends the import, so that the rows written before the failure stay.
+class Batches {
+public:
+    explicit Batches(platform::Database& db)
+        : db_(db) {
+        begin();
+    }
+    ~Batches() {
+        if (!open_)
+            return;
+        try {
+            db_.execute(QStringLiteral("COMMIT"));
+        } catch (...) {
+            // The failure being reported is the one that matters; the engine rolls back.
+        }
+    }
+    Batches(const Batches&) = delete;
+    Batches& operator=(const Batches&) = delete;
+
+    void rowDone() {
+        if (++rows_ % kBatchRows == 0) {
+            commit();
+            begin();
+        }
+    }
+    void finish() { commit(); }
+
+private:
+    void begin() {
+        db_.execute(QStringLiteral("BEGIN IMMEDIATE"));
+        open_ = true;
+    }
+    void commit() {
+        open_ = false;
+        db_.execute(QStringLiteral("COMMIT"));
+    }
+
+    platform::Database& db_;
+    qint64 rows_ = 0;
+    bool open_ = false;
+};
+
+// The statements an import writes with, prepared once.
+class CodelinkWriter {
+public:
+    explicit CodelinkWriter(platform::Database& db)
+        : put_(db.prepare(QStringLiteral(
+              "INSERT INTO tblCodelink (ScanValue, ReturnValue, Descrip, Unit) VALUES (?1, ?2, ?3, "
+              "1) ON CONFLICT (ScanValue) DO UPDATE SET ScanValue = excluded.ScanValue, "
+              "ReturnValue = excluded.ReturnValue, Descrip = excluded.Descrip, Unit = 1")))
+        , overwrite_(db.prepare(
+              QStringLiteral("UPDATE tblCodelink SET ScanValue = ?1, ReturnValue = ?2, Descrip = "
+                             "?3, Unit = 1 WHERE ScanValue = ?1")))
+        , error_(db.prepare(QStringLiteral("INSERT INTO tblImportErrors (ErrorDescription, "
+                                           "ScanCode, ReturnCode, Unit) VALUES (?1, ?2, ?3, 1)"))) {
+    }
+
+    // Adds the pair, or overwrites the row of its scan value (compared without regard to case).
+    void put(const QString& scan, const QString& returnValue, const QString& description) {
+        bindPair(*put_, scan, returnValue, description);
+        put_->run();
+    }
+    // Overwrites the row of the scan value; false when there is none.
+    bool overwrite(const QString& scan, const QString& returnValue, const QString& description) {
+        bindPair(*overwrite_, scan, returnValue, description);
+        overwrite_->run();
+        return overwrite_->changes() > 0;
+    }
+    void error(const QString& description, const QString& scan, const QString& returnValue) {
+        error_->bindText(1, description);
+        error_->bindText(2, scan);
+        error_->bindText(3, returnValue);
+        error_->run();
+    }
+
+private:
+    static void bindPair(platform::Statement& statement, const QString& scan,
+                         const QString& returnValue, const QString& description) {
+        statement.bindText(1, scan);
+        statement.bindText(2, returnValue);
+        statement.bindText(3, description);
+    }
+
+    std::unique_ptr<platform::Statement> put_;
+    std::unique_ptr<platform::Statement> overwrite_;
+    std::unique_ptr<platform::Statement> error_;
+};
+
+// One line of a delimited list: return value, scan value, description, each cut to its size.
+struct DelimitedItem {
+    QString returnValue;
+    QString scan;
+    QString description;
+};
+
+DelimitedItem splitDelimited(const QString& line, QChar delimiter) {
+    DelimitedItem item;
+    if (line.isEmpty())
+        return item; // no pieces at all
+    const QList<QStringView> pieces = QStringView(line).split(delimiter);
+    const auto piece = [&](qsizetype index, qsizetype size) {
+        return index < pieces.size() ? trimBlanks(pieces[index].toString()).left(size) : QString();
+    };
+    item.returnValue = piece(0, 160);
+    item.scan = piece(1, 100);
+    item.description = piece(2, 254);
+    return item;
+}
+
+// One line of a delimited list: a code that would translate to itself is removed from the table,
+// a line without a scan or return value becomes an error row, any other is added or overwritten.
+void importDelimitedItem(const DelimitedItem& item, platform::Database& db, CodelinkWriter& writer,
+                         ImportResult& result) {
+    if (item.scan == item.returnValue) {
+        result.removed +=
+            db.execute(QStringLiteral("DELETE From tblCodelink WHERE (((tblCodelink.ScanValue)='") +
+                       db::SqlQuote(item.scan) + QStringLiteral("'));"));
+    } else if (item.scan.isEmpty()) {
+        writer.error(QStringLiteral("No Scan Value"), kBlank, item.returnValue);
+        ++result.errors;
+    } else if (item.returnValue.isEmpty()) {
+        writer.error(QStringLiteral("No Return Value"), item.scan, kBlank);
+        ++result.errors;
+    } else {
+        writer.put(item.scan, item.returnValue,
+                   item.description.isEmpty() ? kBlank : item.description);
+        ++result.written;
+    }
+}
+
+// The fields of an IIF item row, as both the import and the preview take them.
+struct IifItem {
+    QString scan;
+    QString returnValue;
+    QString description;
+};
+
+IifItem cutIifItem(QString& line, const IifColumns& columns) {
+    IifItem item{GetImportField(line, columns.scan, kTab),
+                 GetImportField(line, columns.returnValue, kTab),
+                 GetImportField(line, columns.description, kTab)};
+    if (item.scan.isEmpty())
+        item.scan = kBlankMarker;
+    if (item.description.isEmpty())
+        item.description = kBlank;
+    return item;
+}
+
+// One item row: an existing scan value is always overwritten; a new one needs a scan and a
+// return value, else it becomes an error row.
+void importIifItem(QString& line, const IifColumns& columns, CodelinkWriter& writer,
+                   ImportResult& result) {
+    IifItem item = cutIifItem(line, columns);
+    if (item.scan == kBlankMarker)
+        item.scan = kBlank;
+    const QString description = item.description.left(253);
+    if (hasText(item.scan) && hasText(item.returnValue)) {
+        writer.put(item.scan, item.returnValue, description);
+        ++result.written;
+    } else if (writer.overwrite(item.scan, item.returnValue, description)) {
+        ++result.written; // even without a return value
+    } else {
+        // A blank scan value is " " by now, so a row without one is passed over.
+        if (item.scan.isEmpty()) {
+            writer.error(QStringLiteral("Scan Code is blank"), kBlank,
+                         item.returnValue.isEmpty() ? kBlank : item.returnValue);
+            ++result.errors;
+        }
+        if (item.returnValue.isEmpty()) {
+            writer.error(QStringLiteral("Return Code is blank"), kBlank, kBlank);
+            ++result.errors;
+        }
+    }
+}
+
+// "!ENDGRP" ends the item section of an IIF file.
+bool endsItems(const QString& line) {
+    return line.startsWith(u'!') && line.left(7) == QStringLiteral("!ENDGRP");
+}
+
+// A failure in the middle of a file says where the import stopped; the rows before it stay.
+[[noreturn]] void stoppedAt(const platform::AppError& error, const TextLines& lines) {
+    throw platform::AppError(error.number(),
+                             error.description() +
+                                 QStringLiteral("\r\nThe import stopped at line %1; the rows "
+                                                "before it were kept.")
+                                     .arg(lines.linesRead()));
+}
+
+platform::Database openProgramDatabase() {
+    return platform::Database::open(core::programFile(QStringLiteral("dbScan")));
+}
+
+// The item types whose exclusion flag is set, by their code in lower case (codes compare without
+// regard to case), and the column of an item row that holds the type.
+struct Exclusions {
+    std::int16_t location = 0;
+    QHash<QString, bool> excluded;
+};
+
+Exclusions readExclusions(const QString& accounting) {
+    Exclusions result;
+    platform::Database accsys =
+        platform::Database::open(core::programFile(QStringLiteral("accsys.mdb")));
+    platform::Recordset locations = accsys.openRecordset(QStringLiteral("tblExcludeLocation"));
+    for (; !locations.eof(); locations.moveNext()) {
+        if (locations.value(QStringLiteral("accounting"))
+                    .toString()
+                    .compare(accounting, Qt::CaseInsensitive) == 0 &&
+            locations.value(QStringLiteral("type"))
+                    .toString()
+                    .compare(QStringLiteral("Products"), Qt::CaseInsensitive) == 0) {
+            result.location = column(locations.value(QStringLiteral("location")).toInt());
+            break;
+        }
+    }
+    if (result.location == 0)
+        return result;
+    platform::Recordset codes =
+        accsys.openRecordset(QStringLiteral("SELECT * FROM tblExclude WHERE accounting = '") +
+                             db::SqlQuote(accounting) + QStringLiteral("' and Type = 'Products'"));
+    for (; !codes.eof(); codes.moveNext()) {
+        const QString code = platform::toText(codes.value(QStringLiteral("Code"))).toLower();
+        if (!result.excluded.contains(code)) // the first row of a code decides, as a search would
+            result.excluded.insert(code, platform::toBool(codes.value(QStringLiteral("Exclude"))));
+    }
+    return result;
+}
+
+} // namespace
+
+IifColumns FindIifColumns(const IifImport& request) {
+    return {column(FieldPosition(request.accounting, QStringLiteral("cmbItemScan0"),
+                                 request.scanField)),
+            column(ReturnFieldPosition(request.accounting, request.returnField)),
+            column(FieldPosition(request.accounting, QStringLiteral("cmbItemDescrip"),
+                                 request.descriptionField))};
+}
+
+ImportResult ImportIifFile(const IifImport& request, ImportProgress& progress) {
+    progress.caption(QStringLiteral("Preparing To Import File..."));
+    platform::Database db = platform::Database::open(db::GetDbPath());
+    if (request.source.trimmed().isEmpty()) {
+        platform::msgBox(QStringLiteral("Please provide an item source file"),
+                         platform::Buttons::Ok, platform::Icon::Information,
+                         core::shared().strAppTitle);
+        return {};
+    }
+    TextLines lines(request.source); // the first pass: encoding and line count
+    progress.range(lines.lineCount());
+    db.execute(QStringLiteral("DELETE * from tblImportErrors"));
+    progress.caption(QStringLiteral("Importing File..."));
+    const IifColumns columns = FindIifColumns(request);
+
+    ImportResult result;
+    CodelinkWriter writer(db);
+    Batches batches(db);
+    QString line;
+    try {
+        while (lines.next(line)) {
+            if (endsItems(line))
+                break;
+            if (line.left(7) == QStringLiteral("INVITEM")) {
+                importIifItem(line, columns, writer, result);
+                batches.rowDone();
+            }
+            ++result.lines;
+            progress.advance(result.lines);
+        }
+        batches.finish();
+    } catch (const platform::AppError& error) {
+        stoppedAt(error, lines);
+    }
+    progress.caption(QStringLiteral("Done!"));
+    return result;
+}
+
+ImportResult ImportDelimitedFile(const QString& source, QChar delimiter, ImportProgress& progress) {
+    TextLines lines(source.trimmed());
+    progress.range(lines.size());
+    progress.caption(QStringLiteral("Preparing To Import File..."));
+    platform::Database db = platform::Database::open(db::GetDbPath());
+    progress.caption(QStringLiteral("Processing Item List"));
+    db.execute(QStringLiteral("Delete From tblImportErrors"));
+
+    ImportResult result;
+    CodelinkWriter writer(db);
+    Batches batches(db);
+    QString line;
+    try {
+        while (lines.next(line)) {
+            ++result.lines;
+            importDelimitedItem(splitDelimited(line, delimiter), db, writer, result);
+            batches.rowDone();
+            progress.advance(lines.position());
+        }
+        batches.finish();
+    } catch (const platform::AppError& error) {
+        stoppedAt(error, lines);
+    }
+    progress.advance(lines.size());
+    progress.caption(QStringLiteral("Done"));
+    return result;
+}
+
+ImportResult BuildDelimitedPreview(const QString& source, QChar delimiter,
+                                   ImportProgress& progress) {
+    TextLines lines(source.trimmed());
+    progress.range(lines.size());
+    progress.caption(QStringLiteral("Preparing To Import File..."));
+    platform::Database db = openProgramDatabase();
+    progress.caption(QStringLiteral("Processing Item List"));
+    db.execute(QStringLiteral("Delete From tblPreview"));
+    const auto insert = db.prepare(
+        QStringLiteral("INSERT INTO tblPreview (PrevScan, PrevReturn, Unit) VALUES (?1, ?2, 1)"));
+
+    ImportResult result;
+    Batches batches(db);
+    QString line;
+    while (lines.next(line)) {
+        ++result.lines;
+        const DelimitedItem item = splitDelimited(line, delimiter);
+        if (!item.scan.isEmpty() && !item.returnValue.isEmpty() && item.scan != item.returnValue) {
+            insert->bindText(1, item.scan);
+            insert->bindText(2, item.returnValue);
+            insert->run();
+            ++result.written;
+            batches.rowDone();
+        }
+        progress.advance(lines.position());
+    }
+    batches.finish();
+    progress.advance(lines.size());
+    progress.caption(QStringLiteral("Done"));
+    return result;
+}
+
+ImportResult BuildIifPreview(const IifImport& request, ImportProgress& progress) {
+    platform::Database db = openProgramDatabase();
+    TextLines lines(request.source);
+    progress.range(lines.lineCount());
+    progress.caption(QStringLiteral("Loading Import File for Preview"));
+    db.execute(QStringLiteral("DELETE * from tblPreview"));
+    const IifColumns columns = FindIifColumns(request);
+    const Exclusions exclusions = readExclusions(request.accounting);
+    const auto insert = db.prepare(
+        QStringLiteral("INSERT INTO tblPreview (PrevScan, PrevReturn, Unit) VALUES (?1, ?2, 1)"));
+
+    ImportResult result;
+    Batches batches(db);
+    QString line;
+    while (lines.next(line)) {
+        if (endsItems(line))
+            break;
+        ++result.lines;
+        progress.advance(result.lines);
+        if (line.startsWith(u'!'))
+            continue;
+        const IifItem item = cutIifItem(line, columns);
+        const QString type = GetImportField(line, exclusions.location, kTab).toLower();
+        if (item.scan == kBlankMarker || !hasText(item.scan) ||
+            exclusions.excluded.value(type, false))
+            continue;
+        insert->bindText(1, item.scan);
+        insert->bindText(2, item.returnValue.isEmpty() ? kBlank : item.returnValue);
+        insert->run();
+        ++result.written;
+        batches.rowDone();
+    }
+    batches.finish();
+    progress.caption(QStringLiteral("Done!"));
+    return result;
+}
+
+qint64 ExportCodelink(const QString& target) {
+    platform::Database db = platform::Database::open(db::GetDbPath());
+    const auto rows =
+        db.prepare(QStringLiteral("SELECT ReturnValue, ScanValue, Descrip FROM tblCodelink"));
+    QSaveFile file(target);
+    if (!file.open(QIODevice::WriteOnly))
+        throw platform::AppError(platform::err::ReadOnly,
+                                 QStringLiteral("Cannot write '%1': %2")
+                                     .arg(QDir::toNativeSeparators(target), file.errorString()));
+    qint64 count = 0;
+    QByteArray line;
+    while (rows->next()) {
+        line = rows->text(0).toUtf8() + '\t' + rows->text(1).toUtf8() + '\t' +
+               rows->text(2).toUtf8() + "\r\n";
+        file.write(line);
+        ++count;
+    }
+    if (!file.commit())
+        throw platform::AppError(platform::err::ReadOnly,
+                                 QStringLiteral("Cannot write '%1': %2")
+                                     .arg(QDir::toNativeSeparators(target), file.errorString()));
+    return count;
+}
+
+} // namespace import

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QByteArray>
+#include <QFile>
+#include <QString>
+
+// Reading the item files that accounting programs write: accounting programs on Windows write
+// Windows-1252, others UTF-8 (with or without a byte-order mark); lines end in CR LF or LF.
+namespace import {
+
+// Whether bytes are valid UTF-8, read piece by piece: a character may be split between pieces.
+class Utf8Check {
+public:
+    void feed(QByteArrayView bytes);
+    // Valid so far, and no character left unfinished.
+    bool valid() const { return valid_ && pending_ == 0; }
+
+private:
+    bool valid_ = true;
+    int pending_ = 0;        // continuation bytes still to come
+    unsigned char lead_ = 0; // the lead byte of the character being read, for its second byte
+};
+
+// Windows-1252 text: Latin-1, except 0x80-0x9F, which hold the euro sign, typographic quotes,
+// dashes and a few letters.
+QString fromWindows1252(QByteArrayView bytes);
+
+// The lines of a text file, read one at a time, without their CR LF or LF. The whole file is
+// UTF-8 when it is valid UTF-8 (a byte-order mark is skipped), else Windows-1252; deciding that
+// reads the file once before the first line, in pieces, so memory stays flat, and counts its
+// lines on the way. A file that cannot be opened or read throws AppError naming it.
+class TextLines {
+public:
+    explicit TextLines(const QString& path);
+
+    // The next line; false at the end of the file.
+    bool next(QString& line);
+    // How far the reading has come, in bytes, and the file's size.
+    qint64 position() const { return file_.pos(); }
+    qint64 size() const { return file_.size(); }
+    bool utf8() const { return utf8_; }
+    qint64 linesRead() const { return linesRead_; }
+    qint64 lineCount() const { return lineCount_; }
+
+private:
+    void rewind();
+
+    QFile file_;
+    bool utf8_ = true;
+    qint64 linesRead_ = 0;
+    qint64 lineCount_ = 0;
+};
+
+} // namespace import
