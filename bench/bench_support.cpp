@@ -4,6 +4,7 @@
 #include <QFile>
 
 #include <cstdio>
+#include <cstring>
 #include <sqlite3.h>
 #include <stdexcept>
 
@@ -62,6 +63,22 @@ void makeProgramFolder(const QString& folder, long long rows) {
         QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner);
     }
     fillCodelink(QDir(folder).filePath("dbscan.mdb"), rows);
+}
+
+double statusMegabytes(const char* field) {
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith(field))
+            return line.mid(static_cast<qsizetype>(std::strlen(field)))
+                       .trimmed()
+                       .split(' ')
+                       .value(0)
+                       .toDouble() /
+                   1024.0;
+    }
+    return 0;
 }
 
 } // namespace bench

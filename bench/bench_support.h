@@ -13,4 +13,8 @@ std::string scanCode(long long i);
 // generated pairs (scanCode(i) -> "ITEM-<i>", a description, unit 1..12), in one transaction.
 void makeProgramFolder(const QString& folder, long long rows);
 
+// A memory figure of this process from /proc/self/status ("VmRSS:", or "VmHWM:" for the peak),
+// in megabytes; 0 where the system has no such file.
+double statusMegabytes(const char* field);
+
 } // namespace bench

@@ -31,22 +31,6 @@ namespace {
 
 constexpr long long kRows = 1'000'000;
 
-// Resident and peak resident memory of this process in megabytes.
-double statusMegabytes(const char* field) {
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith(field))
-            return line.mid(static_cast<qsizetype>(std::strlen(field)))
-                       .trimmed()
-                       .split(' ')
-                       .value(0)
-                       .toDouble() /
-                   1024.0;
-    }
-    return 0;
-}
 
 QTableView* gridOf(db::frmDataEntry& window) {
     return window.findChild<QTableView*>(QStringLiteral("MSFlexGrid1"));
@@ -65,8 +49,8 @@ void OpenWindow(benchmark::State& state) {
         window.show();
         paint(window);
         state.PauseTiming();
-        state.counters["rss_MB"] = statusMegabytes("VmRSS:");
-        state.counters["peak_rss_MB"] = statusMegabytes("VmHWM:");
+        state.counters["rss_MB"] = bench::statusMegabytes("VmRSS:");
+        state.counters["peak_rss_MB"] = bench::statusMegabytes("VmHWM:");
         state.counters["rows"] = gridOf(window)->model()->rowCount();
         state.ResumeTiming();
     }

@@ -197,6 +197,8 @@ void frmMap::buildControls() {
     pbarMap->setTextVisible(false);
     lblProgress = named(new QLabel(this), "lblProgress");
 
+    inputs_ = {menuBar, Frame1, FrUnit};
+
     auto* layout = new QVBoxLayout(this);
     layout->setMenuBar(menuBar);
     layout->addWidget(Frame1);
@@ -451,8 +453,8 @@ void frmMap::cmdUpdateDB_Click() {
 bool frmMap::runImportOrFail() {
     const platform::BusyCursor busy;
     Progress progress(*this);
-    setEnabled(false);
-    const auto enable = qScopeGuard([this] { setEnabled(true); });
+    setInputsEnabled(false);
+    const auto enable = qScopeGuard([this] { setInputsEnabled(true); });
     switch (sourceKind_) {
     case kCompanyFile:
         if (!ReadItems(true, cmbItemMap[0]->currentText(), txtItemSrc->text().trimmed(),
@@ -470,6 +472,14 @@ bool frmMap::runImportOrFail() {
                             sourceKind_ == kTabDelimited ? u'\t' : u',', progress);
         return true;
     }
+}
+
+// While an import runs, the window repaints and shows its progress but takes no input.
+void frmMap::setInputsEnabled(bool enabled) {
+    for (QWidget* input : inputs_)
+        input->setEnabled(enabled);
+    for (QPushButton* button : {cmdItemPrev, cmdUpdateDB, cmdExit})
+        button->setEnabled(enabled);
 }
 
 // The source and field choices in the program folder's tblSettings: on Update the row is edited

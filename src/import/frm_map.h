@@ -56,9 +56,11 @@ private:
     void fillChoiceLists();
     void fillDelimiterList(int list, const QString& choice);
     bool runImportOrFail();
+    void setInputsEnabled(bool enabled);
     void refuseSource(const QString& text, bool warning);
     void saveSourceSettings(bool onUpdate);
 
+    std::array<QWidget*, 3> inputs_{}; // the menu and the two frames: idle while importing
     QLineEdit* txtItemSrc = nullptr;
     QPushButton* cmdBrowseItmSrc = nullptr;
     QLabel* lblFileType = nullptr;

@@ -2,17 +2,20 @@
 //
 // Shows the program's windows on the display in $DISPLAY, on a temporary copy of the program
 // folder, and saves pictures of them: main-window.png, tray-menu.png, scanner-setup.png (during
-// a live test that has just shown a scan), system-setup.png and command-keys.png (Ctrl+F2
-// chosen). The pictures in docs/ come from it.
+// a live test that has just shown a scan), system-setup.png, command-keys.png (Ctrl+F2
+// chosen), item-map.png (during an import) and preview.png. The pictures in docs/ come from it.
 #include "config/frm_cmd_keys.h"
 #include "config/frm_setup.h"
 #include "config/frm_setup_scanner.h"
 #include "core/application.h"
+#include "import/frm_map.h"
+#include "import/frm_preview.h"
 #include "core/frm_main.h"
 #include "core/program_folder.h"
 #include "shell/frm_taskbar.h"
 #include "support/fake_comm_control.h"
 #include "support/program_folder_fixture.h"
+#include "support/scripted_dialogs.h"
 
 #include <QDir>
 #include <QMenu>
@@ -34,6 +37,40 @@ void settle(int ms) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
         QThread::msleep(5);
     }
+}
+
+// The item map window while a long list is being imported (taken from a timer that runs while
+// the import lets the window repaint), and the preview of an IIF export.
+bool importPictures(const QString& folder, const QDir& out) {
+    testsupport::ScriptedDialogs dialogs; // the success message is not shown
+    QFile list(QDir(folder).filePath("Items.csv"));
+    list.open(QIODevice::WriteOnly);
+    for (int i = 0; i < 400000; ++i)
+        list.write(QByteArray("ITEM-") + QByteArray::number(i) + ",0" + QByteArray::number(i) +
+                   ",Widget\r\n");
+    list.close();
+    import::frmMap map;
+    map.Load();
+    map.move(60, 60);
+    map.show();
+    map.setSource(list.fileName());
+    settle(300);
+    bool saved = false;
+    QTimer::singleShot(700, &map, [&] { saved = map.grab().save(out.filePath("item-map.png")); });
+    map.cmdUpdateDB_Click();
+
+    QFile iif(QDir(folder).filePath("items.iif"));
+    iif.open(QIODevice::WriteOnly);
+    iif.write("!INVITEM\tNAME\r\nINVITEM\tBOLT-10\t1\t0\tINVENTORY\tSteel bolt 10 mm\r\n"
+              "INVITEM\tNUT-10\t2\t0\tPART\tNut 10 mm\r\n");
+    iif.close();
+    import::frmPreview preview(
+        {import::kIif, {iif.fileName(), "QuickBooks", "Item Name", "Description", "Description"}, {}});
+    preview.Load();
+    preview.move(60, 60);
+    preview.show();
+    settle(500);
+    return saved && preview.grab().save(out.filePath("preview.png"));
 }
 
 } // namespace
@@ -111,5 +148,9 @@ int main(int argc, char** argv) {
     QTest::keyPress(&keys, Qt::Key_F2, Qt::ControlModifier);
     QTest::keyRelease(&keys, Qt::Key_F2, Qt::ControlModifier);
     settle(600);
-    return keys.grab().save(out.filePath("command-keys.png")) ? 0 : 1;
+    if (!keys.grab().save(out.filePath("command-keys.png")))
+        return 1;
+    keys.close();
+    setup.close();
+    return importPictures(folder.path(), out) ? 0 : 1;
 }

@@ -1,0 +1,116 @@
+// The command line through the real executable, on a copy of the program folder: import, export
+// and import again, lookup, and every kind of bad input with its exit status and no change.
+#include "db/db_test_support.h"
+#include "platform/database.h"
+#include "support/program_folder_fixture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Outcome {
+    int status = -1;
+    QString out;
+    QString err;
+};
+
+class CommandLine : public ::testing::Test {
+protected:
+    void SetUp() override {
+        testsupport::copyShippedFiles(dir.path());
+        ASSERT_TRUE(QFile::copy(ORVANE_EXECUTABLE, dir.filePath("orvane-translator")));
+        QFile::setPermissions(dir.filePath("orvane-translator"),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    Outcome run(const QStringList& arguments) {
+        QProcess process;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.remove("DISPLAY"); // headless: no display is needed
+        env.insert("QT_QPA_PLATFORM", "nonexistent-platform");
+        process.setProcessEnvironment(env);
+        process.start(dir.filePath("orvane-translator"), arguments);
+        process.waitForFinished(60000);
+        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+                QString::fromLocal8Bit(process.readAllStandardOutput()),
+                QString::fromLocal8Bit(process.readAllStandardError())};
+    }
+    QString write(const QString& name, const QByteArray& bytes) {
+        QFile file(dir.filePath(name));
+        file.open(QIODevice::WriteOnly);
+        file.write(bytes);
+        return file.fileName();
+    }
+    QString db() const { return dir.filePath("dbscan.mdb"); }
+
+    QTemporaryDir dir;
+};
+
+} // namespace
+
+TEST_F(CommandLine, ImportExportAndLookUp) {
+    const QString list = write("items.csv", "WIDGET-7,0012345,Widget\r\nNUT,N-1\r\nSAME,SAME\r\nx\r\n");
+    const Outcome imported = run({"import", list});
+    EXPECT_EQ(imported.status, 0) << imported.err.toStdString();
+    EXPECT_TRUE(imported.out.contains("lines read 4, rows written 2, rows removed 0, error rows 1"))
+        << imported.out.toStdString();
+
+    const Outcome found = run({"lookup", "0012345"});
+    EXPECT_EQ(found.out, "WIDGET-7\t1\n");
+    EXPECT_EQ(run({"lookup", "999"}).out, "999\t1\n") << "an unknown code is typed as scanned";
+
+    const Outcome exported = run({"export", dir.filePath("table.txt")});
+    EXPECT_EQ(exported.status, 0) << exported.err.toStdString();
+    const QStringList before = dbtest::pairs(db(), "tblCodelink");
+    testsupport::runSql(db(), "DELETE FROM tblCodelink");
+    EXPECT_EQ(run({"import", dir.filePath("table.txt")}).status, 0);
+    EXPECT_EQ(dbtest::pairs(db(), "tblCodelink"), before) << "exporting and importing keeps pairs";
+
+    const QString iif = write("items.iif", "!HDR\r\nHDR\r\n!CUSTITEMDICT\r\nINVITEM\tBOLT\t1\t0"
+                                           "\tINVENTORY\tSteel bolt\r\n");
+    const Outcome byName = run({"import", iif, "--scan", "Item Name", "--return", "Description"});
+    EXPECT_EQ(byName.status, 0) << byName.err.toStdString();
+    EXPECT_EQ(run({"lookup", "bolt"}).out, "Steel bolt\t1\n");
+    EXPECT_EQ(run({"--help"}).status, 0);
+}
+
+TEST_F(CommandLine, BadInputIsRefusedClearlyAndChangesNothing) {
+    const QString list = write("items.csv", "R,S\r\n");
+    const QString notIif = write("other.iif", "a\r\nb\r\nc\r\nINVITEM\tX\r\n");
+    const QString iif = write("items.iif", "INVITEM\tBOLT\r\n");
+    write("notes.xyz", "R,S\r\n");
+    const QByteArray before = dbtest::fileHash(db());
+    const std::vector<std::pair<QStringList, QString>> cases = {
+        {{"import", dir.filePath("missing.csv")}, "there is no file"},
+        {{"import", dir.filePath("notes.xyz")}, "is not an item list"},
+        {{"import", list, "--scan", "Item Name"}, "IIF files only"},
+        {{"import", iif, "--scan", "No Such Field", "--return", "Item Name"},
+         "\"No Such Field\" is not a scan field"},
+        {{"import", iif}, "is not a scan field"}, // nothing stored to default to
+        {{"import", notIif, "--scan", "Item Name", "--return", "Item Name"},
+         "Not a product export file of type IIF"},
+        {{"import"}, "give exactly one item file"},
+        {{"frobnicate"}, ""},
+    };
+    for (const auto& [arguments, message] : cases) {
+        const Outcome refused = run(arguments);
+        EXPECT_EQ(refused.status, arguments.front() == "frobnicate" ? -1 : 1)
+            << arguments.join(' ').toStdString();
+        EXPECT_TRUE(refused.err.contains(message)) << refused.err.toStdString();
+    }
+    EXPECT_EQ(dbtest::fileHash(db()), before);
+
+    dbtest::ShortBusyTimeout quick;
+    const dbtest::ShellLock lock(db());
+    const Outcome locked = run({"import", list});
+    EXPECT_EQ(locked.status, 1);
+    EXPECT_TRUE(locked.err.contains("locked by another program")) << locked.err.toStdString();
+    QFile::remove(db());
+    const Outcome missing = run({"lookup", "x"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_TRUE(missing.err.contains("dbscan.mdb", Qt::CaseInsensitive)) << missing.err.toStdString();
+}

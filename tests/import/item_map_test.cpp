@@ -1,0 +1,173 @@
+// The item map window's checks, lists and settings, and the preview's paging.
+#include "core/settings.h"
+#include "core/shared_state.h"
+#include "import/frm_map.h"
+#include "import/frm_preview.h"
+#include "platform/database.h"
+#include "support/program_folder_fixture.h"
+#include "support/scripted_dialogs.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QFile>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct ItemMap : ::testing::Test {
+    ItemMap() {
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settingsDir.path());
+        core::LoadSettings();
+        core::shared().strAppTitle = "Orvane Translator";
+    }
+    template <class T>
+    T* control(QWidget& window, const char* name) {
+        T* found = window.findChild<T*>(QString::fromLatin1(name));
+        if (!found)
+            throw std::runtime_error(std::string("no control ") + name);
+        return found;
+    }
+    QString write(const QString& name, const QByteArray& bytes) {
+        QFile file(folder.file(name));
+        file.open(QIODevice::WriteOnly);
+        file.write(bytes);
+        return file.fileName();
+    }
+    QString lastMessage() const { return dialogs.messageTexts().value(dialogs.messages().size() - 1); }
+    QString setting(const char* field) {
+        platform::Database db = platform::Database::open(folder.file("dbscan.mdb"));
+        return db.openRecordset("tblSettings").value(field).toString();
+    }
+
+    QTemporaryDir settingsDir;
+    testsupport::TempProgramFolder folder;
+    testsupport::ScriptedDialogs dialogs;
+};
+
+} // namespace
+
+TEST_F(ItemMap, PreviewAndUpdateCheckTheirInputsInOrder) {
+    import::frmMap map;
+    map.Load();
+    EXPECT_EQ(map.windowTitle(), "QuickBooks Item Mapping");
+    auto* preview = control<QPushButton>(map, "cmdItemPrev");
+    preview->click();
+    EXPECT_EQ(lastMessage(), "Please enter a source file");
+
+    map.setSource(folder.file("missing.csv"));
+    preview->click();
+    EXPECT_EQ(lastMessage(), "Import File " + folder.file("missing.csv") + " can not be found.");
+    EXPECT_EQ(dialogs.messages().back().icon, platform::Icon::Exclamation);
+
+    map.setSource(write("items.IIF", "INVITEM\tA\r\n"));
+    EXPECT_EQ(map.sourceKind(), import::kIif) << "the extension is case-blind";
+    control<QLineEdit>(map, "txtItemRet")->clear();
+    preview->click();
+    EXPECT_EQ(lastMessage(), "Please enter a return code");
+    control<QLineEdit>(map, "txtItemRet")->setText("Item Name");
+    control<QComboBox>(map, "cmbItemMap0")->setEditText(" ");
+    preview->click();
+    EXPECT_EQ(lastMessage(), "Please choose a scan control");
+
+    map.setSource(write("items.xyz", "x"));
+    EXPECT_EQ(control<QLineEdit>(map, "txtItemSrc")->text(), "") << "only enabled kinds are kept";
+    control<QLineEdit>(map, "txtItemSrc")->setText(folder.file("items.xyz")); // still being typed
+    control<QComboBox>(map, "cmbItemMap0")->setEditText("Item Name");
+    preview->click();
+    EXPECT_EQ(lastMessage(), "Please enter a valid source file");
+
+    control<QLineEdit>(map, "txtItemSrc")->clear();
+    control<QPushButton>(map, "cmdUpdateDB")->click();
+    EXPECT_EQ(lastMessage(), "Please specify an import file name.");
+    EXPECT_EQ(dialogs.messages().back().icon, platform::Icon::Information);
+    EXPECT_EQ(QSettings().value("Settings/UMDel0").toString(), ",")
+        << "the record format is stored before the checks";
+    EXPECT_EQ(setting("Source"), "") << "nothing goes to tblSettings";
+}
+
+TEST_F(ItemMap, DelimiterListsNeverOfferTheOtherListsCharacter) {
+    import::frmMap map;
+    map.Load();
+    auto* first = control<QComboBox>(map, "CmbDel0");
+    auto* second = control<QComboBox>(map, "CmbDel1");
+    EXPECT_EQ(first->currentText(), ",");
+    EXPECT_EQ(second->currentText(), ";");
+    EXPECT_EQ(first->count(), 15);
+    EXPECT_EQ(first->findText(";"), -1);
+    first->setCurrentIndex(first->findText("!"));
+    Q_EMIT first->activated(first->currentIndex());
+    EXPECT_EQ(second->findText("!"), -1);
+    EXPECT_NE(second->findText(","), -1);
+    EXPECT_EQ(second->currentText(), ";");
+}
+
+TEST_F(ItemMap, UpdateImportsRemembersTheSourceAndCloses) {
+    const QString list = write("ITEMS.CSV", "WIDGET-7,0012345,Widget\r\n");
+    import::frmMap map;
+    map.Load();
+    map.show();
+    map.setSource(list);
+    EXPECT_EQ(control<QComboBox>(map, "cmbItemMap0")->currentText(), "Column 2");
+    EXPECT_EQ(control<QLineEdit>(map, "txtItemRet")->text(), "Column 1");
+    control<QPushButton>(map, "cmdUpdateDB")->click();
+    EXPECT_EQ(lastMessage(), "The Translation Table Updated Successfully");
+    EXPECT_FALSE(map.isVisible()) << "an update ends by closing the window";
+    EXPECT_EQ(setting("Source"), list);
+    EXPECT_EQ(setting("CustomReturn"), "Column 1");
+    EXPECT_EQ(setting("CustomScan"), "Column 2");
+    platform::Database db = platform::Database::open(folder.file("dbscan.mdb"));
+    EXPECT_EQ(db.openRecordset("SELECT ReturnValue FROM tblCodelink WHERE ScanValue = '0012345'")
+                  .value(0)
+                  .toString(),
+              "WIDGET-7");
+
+    import::frmMap again;
+    again.Load();
+    EXPECT_EQ(control<QLineEdit>(again, "txtItemSrc")->text(), list) << "the source is kept";
+}
+
+TEST_F(ItemMap, PreviewPagesThroughTheRowsAndLeavesOutExcludedItems) {
+    folder.sql("accsys.mdb", "UPDATE tblExclude SET Exclude = 1 WHERE Code = 'SERV'");
+    const QString file = write(
+        "items.iif", "!INVITEM\tNAME\r\nINVITEM\tBOLT\t1\t0\tINVENTORY\r\n"
+                     "INVITEM\tREPAIR\t2\t0\tSERV\r\nINVITEM\tNUT\t3\t0\tPART\r\n");
+    import::frmPreview preview({import::kIif,
+                                {file, "QuickBooks", "Item Name", "Item Name", "Description"},
+                                {}});
+    preview.Load();
+    auto* next = control<QPushButton>(preview, "cmdNext");
+    auto* previous = control<QPushButton>(preview, "cmdPrevious");
+    auto* scan = control<QLineEdit>(preview, "txtScan0");
+    EXPECT_EQ(scan->text(), "BOLT");
+    EXPECT_FALSE(previous->isEnabled());
+    EXPECT_TRUE(next->isEnabled());
+    next->click();
+    EXPECT_EQ(scan->text(), "NUT") << "the excluded service item is left out";
+    EXPECT_TRUE(previous->isEnabled());
+    next->click(); // past the end: back on the last row
+    EXPECT_EQ(scan->text(), "NUT");
+    EXPECT_FALSE(next->isEnabled());
+    previous->click();
+    EXPECT_TRUE(next->isEnabled());
+    previous->click();
+    EXPECT_EQ(scan->text(), "BOLT");
+    EXPECT_FALSE(previous->isEnabled());
+    EXPECT_FALSE(control<QWidget>(preview, "TxtUnit")->isHidden());
+
+    folder.sql("dbscan.mdb", "DELETE FROM tblPreview; INSERT INTO tblPreview VALUES ('A', 'B', NULL)");
+    import::frmPreview delimited({import::kCommaSeparated, {}, {}});
+    delimited.Load();
+    EXPECT_TRUE(control<QWidget>(delimited, "TxtUnit")->isHidden()) << "a row without a unit";
+    folder.sql("dbscan.mdb", "DELETE FROM tblPreview");
+    import::frmPreview empty({import::kTabDelimited, {}, {}});
+    empty.Load();
+    EXPECT_EQ(control<QLineEdit>(empty, "txtReturn")->text(), "Empty");
+    EXPECT_EQ(control<QLineEdit>(empty, "txtScan0")->text(), "Empty");
+    EXPECT_FALSE(control<QPushButton>(empty, "cmdNext")->isEnabled());
+    EXPECT_FALSE(control<QPushButton>(empty, "cmdPrevious")->isEnabled());
+}
