@@ -31,7 +31,6 @@ namespace {
 
 constexpr long long kRows = 1'000'000;
 
-
 QTableView* gridOf(db::frmDataEntry& window) {
     return window.findChild<QTableView*>(QStringLiteral("MSFlexGrid1"));
 }

@@ -23,8 +23,8 @@
 
 namespace {
 
-void writeFile(const QString& path, long long lines, const std::function<QByteArray(long long)>& line,
-               const QByteArray& header = {}) {
+void writeFile(const QString& path, long long lines,
+               const std::function<QByteArray(long long)>& line, const QByteArray& header = {}) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         throw std::runtime_error("cannot write " + path.toStdString());
@@ -97,7 +97,8 @@ int main(int argc, char** argv) {
     const QString csv = dir.filePath("items.csv");
     const QString iif = dir.filePath("items.iif");
     writeFile(csv, lines, csvLine);
-    writeFile(iif, lines, iifLine, "!HDR\tPROD\r\nHDR\tQuickBooks\r\n!CUSTITEMDICT\r\n!INVITEM\r\n");
+    writeFile(iif, lines, iifLine,
+              "!HDR\tPROD\r\nHDR\tQuickBooks\r\n!CUSTITEMDICT\r\n!INVITEM\r\n");
 
     import::NoProgress progress;
     const double reference = sqliteImport(dir.path(), csv);

@@ -458,7 +458,8 @@ bool frmMap::runImportOrFail() {
     switch (sourceKind_) {
     case kCompanyFile:
         if (!ReadItems(true, cmbItemMap[0]->currentText(), txtItemSrc->text().trimmed(),
-                       ReadAccountingFlags(core::shared().Accounting), core::shared().Accounting)) {
+                       ReadAccountingFlags(core::shared().Accounting), core::shared().Accounting,
+                       progress)) {
             close();
             return false;
         }

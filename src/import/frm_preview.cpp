@@ -143,8 +143,10 @@ void frmPreview::Load() {
 }
 
 void frmPreview::ShowPreviewQuickBooks() {
+    const platform::BusyCursor busy;
+    FrameProgress progress(*fraPreview);
     ReadItems(false, source_.source.scanField, source_.source.source, source_.flags,
-              source_.source.accounting);
+              source_.source.accounting, progress);
     showFirstRow();
 }
 
@@ -186,14 +188,24 @@ void frmPreview::showEmpty() {
     setPreviousEnabled(false);
 }
 
+// A row of a company file's item that cannot be imported (it has no value in the scan field)
+// holds a marker as its scan value and no unit: the first box is left unchecked and the second
+// says why.
 void frmPreview::showRow() {
     txtReturn->setText(platform::toText(preview_->value(QStringLiteral("PrevReturn"))));
-    txtScan[0]->setText(platform::toText(preview_->value(QStringLiteral("PrevScan"))));
+    const QString scan = platform::toText(preview_->value(QStringLiteral("PrevScan")));
+    txtScan[0]->setText(scan);
     const QVariant unit = preview_->value(QStringLiteral("Unit"));
     const bool hasUnit = !platform::isNull(unit);
     TxtUnit->setText(hasUnit ? platform::toText(unit) : QString());
     TxtUnit->setVisible(hasUnit);
     LblUnit->setVisible(hasUnit);
+    const bool importable =
+        scan.compare(kNoSuchField, Qt::CaseInsensitive) != 0 && scan != kBlankField;
+    chkScan[0]->setChecked(importable);
+    txtScan[1]->setText(importable ? QString()
+                                   : QStringLiteral("Cannot be imported: the item has no value "
+                                                    "in the scan field"));
 }
 
 void frmPreview::setPreviousEnabled(bool enabled) {

@@ -38,7 +38,9 @@ inline constexpr int SyntaxError = 3075;
 inline constexpr int InvalidFieldType = 3259;
 inline constexpr int UnrecognizedFormat = 3343;
 inline constexpr int ReadOnly = 3027;
-inline constexpr int DatabaseError = 3146; // any other engine failure
+inline constexpr int DatabaseError = 3146;        // any other engine failure
+inline constexpr int QuickBooksUnavailable = 429; // the request processor cannot be created
+inline constexpr int QuickBooksFailed = 440;      // the request processor refused a call
 } // namespace err
 
 } // namespace platform

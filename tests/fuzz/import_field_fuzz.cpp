@@ -42,9 +42,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::abort();
     if (number > 0 && !original.contains(u'"') && !original.contains(u'\'')) {
         const QStringList pieces = line.split(QChar(delimiter));
-        const QString expected = line.isEmpty() || number > pieces.size()
-                                     ? QString()
-                                     : trimBlanks(pieces[number - 1]);
+        const QString expected =
+            line.isEmpty() || number > pieces.size() ? QString() : trimBlanks(pieces[number - 1]);
         if (field != expected)
             std::abort();
     }

@@ -48,9 +48,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 const std::vector<QByteArray>& FuzzPieces() {
     static const std::vector<QByteArray> pieces{
-        "+",     "^",      "%",     "~",     "(",     ")",     "{",     "}",      "{TAB}",
-        "{a 3}", "{F12}",  "{} 2}", "{{}",   "{}}",   "a",     "Z",     " ",      "\r",
-        "\n",    "\t",     "\x1d",  "{BS 2}", "{+}",   "é",     "\xf0\x9f\x98\x80", "{x ",
-        "{enter}", "{F17}", "{ 3}",  "[",     "]",     "{TAB 10000}", "\xff", "1"};
+        "+",     "^",           "%",     "~",     "(",
+        ")",     "{",           "}",     "{TAB}", "{a 3}",
+        "{F12}", "{} 2}",       "{{}",   "{}}",   "a",
+        "Z",     " ",           "\r",    "\n",    "\t",
+        "\x1d",  "{BS 2}",      "{+}",   "é",     "\xf0\x9f\x98\x80",
+        "{x ",   "{enter}",     "{F17}", "{ 3}",  "[",
+        "]",     "{TAB 10000}", "\xff",  "1"};
     return pieces;
 }

@@ -53,7 +53,8 @@ protected:
 } // namespace
 
 TEST_F(CommandLine, ImportExportAndLookUp) {
-    const QString list = write("items.csv", "WIDGET-7,0012345,Widget\r\nNUT,N-1\r\nSAME,SAME\r\nx\r\n");
+    const QString list =
+        write("items.csv", "WIDGET-7,0012345,Widget\r\nNUT,N-1\r\nSAME,SAME\r\nx\r\n");
     const Outcome imported = run({"import", list});
     EXPECT_EQ(imported.status, 0) << imported.err.toStdString();
     EXPECT_TRUE(imported.out.contains("lines read 4, rows written 2, rows removed 0, error rows 1"))
@@ -112,5 +113,6 @@ TEST_F(CommandLine, BadInputIsRefusedClearlyAndChangesNothing) {
     QFile::remove(db());
     const Outcome missing = run({"lookup", "x"});
     EXPECT_EQ(missing.status, 1);
-    EXPECT_TRUE(missing.err.contains("dbscan.mdb", Qt::CaseInsensitive)) << missing.err.toStdString();
+    EXPECT_TRUE(missing.err.contains("dbscan.mdb", Qt::CaseInsensitive))
+        << missing.err.toStdString();
 }

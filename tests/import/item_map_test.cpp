@@ -38,7 +38,9 @@ struct ItemMap : ::testing::Test {
         file.write(bytes);
         return file.fileName();
     }
-    QString lastMessage() const { return dialogs.messageTexts().value(dialogs.messages().size() - 1); }
+    QString lastMessage() const {
+        return dialogs.messageTexts().value(dialogs.messages().size() - 1);
+    }
     QString setting(const char* field) {
         platform::Database db = platform::Database::open(folder.file("dbscan.mdb"));
         return db.openRecordset("tblSettings").value(field).toString();
@@ -133,12 +135,11 @@ TEST_F(ItemMap, UpdateImportsRemembersTheSourceAndCloses) {
 
 TEST_F(ItemMap, PreviewPagesThroughTheRowsAndLeavesOutExcludedItems) {
     folder.sql("accsys.mdb", "UPDATE tblExclude SET Exclude = 1 WHERE Code = 'SERV'");
-    const QString file = write(
-        "items.iif", "!INVITEM\tNAME\r\nINVITEM\tBOLT\t1\t0\tINVENTORY\r\n"
-                     "INVITEM\tREPAIR\t2\t0\tSERV\r\nINVITEM\tNUT\t3\t0\tPART\r\n");
-    import::frmPreview preview({import::kIif,
-                                {file, "QuickBooks", "Item Name", "Item Name", "Description"},
-                                {}});
+    const QString file =
+        write("items.iif", "!INVITEM\tNAME\r\nINVITEM\tBOLT\t1\t0\tINVENTORY\r\n"
+                           "INVITEM\tREPAIR\t2\t0\tSERV\r\nINVITEM\tNUT\t3\t0\tPART\r\n");
+    import::frmPreview preview(
+        {import::kIif, {file, "QuickBooks", "Item Name", "Item Name", "Description"}, {}});
     preview.Load();
     auto* next = control<QPushButton>(preview, "cmdNext");
     auto* previous = control<QPushButton>(preview, "cmdPrevious");
@@ -159,7 +160,8 @@ TEST_F(ItemMap, PreviewPagesThroughTheRowsAndLeavesOutExcludedItems) {
     EXPECT_FALSE(previous->isEnabled());
     EXPECT_FALSE(control<QWidget>(preview, "TxtUnit")->isHidden());
 
-    folder.sql("dbscan.mdb", "DELETE FROM tblPreview; INSERT INTO tblPreview VALUES ('A', 'B', NULL)");
+    folder.sql("dbscan.mdb",
+               "DELETE FROM tblPreview; INSERT INTO tblPreview VALUES ('A', 'B', NULL)");
     import::frmPreview delimited({import::kCommaSeparated, {}, {}});
     delimited.Load();
     EXPECT_TRUE(control<QWidget>(delimited, "TxtUnit")->isHidden()) << "a row without a unit";

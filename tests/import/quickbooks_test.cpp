@@ -1,0 +1,234 @@
+// The QuickBooks interface on qbXML responses written after the public schemas, played back by a
+// stand-in for QuickBooks' request processor. The requests the program sends are kept as files
+// in qbxml/requests and checked against them.
+#include "core/settings.h"
+#include "core/shared_state.h"
+#include "import/frm_map.h"
+#include "import/qb_interface.h"
+#include "platform/app_error.h"
+#include "platform/database.h"
+#include "platform/qb_request_processor.h"
+#include "support/program_folder_fixture.h"
+#include "support/scripted_dialogs.h"
+
+#include <QComboBox>
+#include <QDir>
+#include <QFile>
+#include <QPushButton>
+
+#include <deque>
+#include <gtest/gtest.h>
+
+namespace {
+
+const QDir kFiles(QStringLiteral(ORVANE_SOURCE_DIR "/tests/import/qbxml"));
+
+QString file(const QString& name) {
+    QFile text(kFiles.filePath(name));
+    if (!text.open(QIODevice::ReadOnly))
+        throw std::runtime_error("no test file " + name.toStdString());
+    return QString::fromUtf8(text.readAll());
+}
+
+// QuickBooks as the tests play it: every request is kept, responses come from a queue.
+struct Playback {
+    QStringList requests;
+    std::deque<QString> responses;
+    QString companyFile;
+
+    struct Processor : platform::QbRequestProcessor {
+        explicit Processor(Playback& playback)
+            : playback_(playback) {}
+        void beginSession(const QString& companyFile) override {
+            playback_.companyFile = companyFile;
+        }
+        QString processRequest(const QString& request) override {
+            playback_.requests << request;
+            if (playback_.responses.empty())
+                throw platform::AppError(platform::err::QuickBooksFailed, "no response scripted");
+            QString response = playback_.responses.front();
+            playback_.responses.pop_front();
+            return response;
+        }
+        void endSession() override {}
+        Playback& playback_;
+    };
+
+    Playback() {
+        platform::setQbRequestProcessorFactory(
+            [this] { return std::make_unique<Processor>(*this); });
+    }
+    ~Playback() { platform::setQbRequestProcessorFactory(nullptr); }
+    void respond(std::initializer_list<const char*> names) {
+        for (const char* name : names)
+            responses.push_back(file(name));
+    }
+};
+
+class QuickBooks : public ::testing::Test {
+protected:
+    void SetUp() override {
+        core::LoadSettings();
+        core::shared().strAppTitle = "Orvane Translator";
+        import::LoadExclusions("QuickBooks"); // no kind excluded, whatever an earlier test left
+    }
+    QStringList rows(const QString& sql) {
+        platform::Database db = platform::Database::open(folder.file("dbscan.mdb"));
+        platform::Recordset rs = db.openRecordset(sql);
+        QStringList result;
+        for (; !rs.eof(); rs.moveNext())
+            result << rs.value(0).toString() + '|' + rs.value(1).toString() + '|' +
+                          rs.value(2).toString();
+        return result;
+    }
+    bool read(bool update, const QString& scanField, bool secondVariant = false) {
+        import::AccountingFlags flags;
+        flags.UseQBSDK = true;
+        flags.UseQBSDK7 = secondVariant;
+        flags.Country = "US";
+        return import::ReadItems(update, scanField, "C:\\Books\\Shop.QBW", flags, "QuickBooks",
+                                 progress);
+    }
+    void expectRequest(int index, const QString& name) {
+        ASSERT_GT(playback.requests.size(), index);
+        EXPECT_EQ(playback.requests[index].trimmed(), file("requests/" + name).trimmed())
+            << "request " << index << " differs from requests/" << name.toStdString();
+    }
+
+    testsupport::TempProgramFolder folder;
+    testsupport::ScriptedDialogs dialogs;
+    import::NoProgress progress;
+    Playback playback;
+};
+
+} // namespace
+
+TEST_F(QuickBooks, EveryKindFindsItsDescriptionAndItemsWithoutTheFieldBecomeErrorRows) {
+    playback.respond({"items_all_kinds.xml"});
+    EXPECT_TRUE(read(true, "UPC"));
+    expectRequest(0, "item_query_start_5.0.xml");
+    EXPECT_EQ(playback.companyFile, "C:\\Books\\Shop.QBW");
+    const QString d250 = file("items_all_kinds.xml").section("<ItemDesc>", 1, 1).section("<", 0, 0);
+    ASSERT_EQ(d250.size(), 250);
+    EXPECT_EQ(
+        rows("SELECT ScanValue, ReturnValue, Descrip FROM tblCodelink ORDER BY ScanValue"),
+        QStringList({"0001|Hardware:Bolt|Steel bolt 10 mm", "0002|Gift Wrap|Gift wrapping & ribbon",
+                     "0003|Freight|Freight charge", "0004|Labour:Repair|Subcontracted repair",
+                     "0005|Staff|" + d250, "0006|Kit|" + d250}))
+        << "the group's 251 characters are cut to 250";
+    EXPECT_EQ(rows("SELECT ErrorDescription, ScanCode, ReturnCode FROM tblImportErrors"),
+              QStringList{"Custom Field is not Found| |Furniture:Shelf"});
+    EXPECT_TRUE(dialogs.messages().empty());
+
+    // Preview mode: into tblPreview; an item without the field stays, without a unit.
+    playback.respond({"items_all_kinds.xml"});
+    EXPECT_TRUE(read(false, "product code"));
+    EXPECT_EQ(rows("SELECT PrevScan, PrevReturn, Unit FROM tblPreview WHERE PrevScan = 'Shelf'"),
+              QStringList{"Shelf|Furniture:Shelf|1"});
+    playback.respond({"items_all_kinds.xml"});
+    EXPECT_TRUE(read(false, "UPC"));
+    EXPECT_EQ(rows("SELECT PrevScan, PrevReturn, Unit FROM tblPreview WHERE Unit IS NULL"),
+              QStringList{"##Error##|Furniture:Shelf|"});
+}
+
+TEST_F(QuickBooks, ExcludedKindsWriteNothingInEitherMode) {
+    folder.sql("accsys.mdb", "UPDATE tblExclude SET Exclude = 1 WHERE Code IN ('SERV', 'GROUP')");
+    playback.respond({"items_all_kinds.xml", "items_all_kinds.xml"});
+    EXPECT_TRUE(read(true, "UPC"));
+    EXPECT_TRUE(read(false, "UPC"));
+    EXPECT_EQ(rows("SELECT count(*), 0, 0 FROM tblCodelink"), QStringList{"4|0|0"});
+    EXPECT_EQ(rows("SELECT PrevReturn, 0, 0 FROM tblPreview WHERE PrevReturn IN ('Kit', "
+                   "'Labour:Repair')"),
+              QStringList());
+    EXPECT_EQ(rows("SELECT count(*), 0, 0 FROM tblPreview"), QStringList{"5|0|0"});
+}
+
+TEST_F(QuickBooks, AListIsReadInChunksWithTheIteratorOfTheHighestVersion) {
+    playback.respond({"host_v13.xml", "items_chunk1.xml", "items_chunk2.xml"});
+    EXPECT_TRUE(read(true, "BarCodeValue", true));
+    expectRequest(0, "host_query.xml");
+    expectRequest(1, "item_query_start_13.0.xml");
+    expectRequest(2, "item_query_continue_13.0.xml");
+    EXPECT_EQ(rows("SELECT ScanValue, ReturnValue, 0 FROM tblCodelink ORDER BY ScanValue"),
+              QStringList())
+        << "the chunk items have no barcode: error rows";
+    EXPECT_EQ(rows("SELECT count(*), 0, 0 FROM tblImportErrors"), QStringList{"2|0|0"});
+
+    playback.respond({"host_v13.xml", "items_chunk1.xml", "items_chunk2.xml"});
+    EXPECT_TRUE(read(true, "UPC", true));
+    EXPECT_EQ(rows("SELECT ScanValue, ReturnValue, 0 FROM tblCodelink ORDER BY ScanValue"),
+              QStringList({"0101|Hardware:Nut|0", "0102|Hardware:Washer|0"}));
+}
+
+TEST_F(QuickBooks, CustomFieldNamesOfBothVariants) {
+    import::AccountingFlags flags;
+    flags.UseQBSDK = true;
+    playback.respond({"custom_fields.xml"});
+    EXPECT_EQ(import::GetCustomFieldNames("Shop.qbw", flags), QStringList({"UPC", "Colour"}));
+    expectRequest(0, "data_ext_def_query_5.0.xml");
+
+    flags.UseQBSDK7 = true;
+    playback.requests.clear();
+    playback.respond({"host_v13.xml", "custom_fields.xml"});
+    EXPECT_EQ(import::GetCustomFieldNames("Shop.qbw", flags),
+              QStringList({"ManufacturerPartNumber", "BarCodeValue", "UPC", "Colour"}));
+    expectRequest(1, "data_ext_def_query_13.0.xml");
+    playback.respond({"host_v8.xml", "custom_fields.xml"});
+    EXPECT_EQ(import::GetCustomFieldNames("Shop.qbw", flags).mid(0, 2),
+              QStringList({"ManufacturerPartNumber", "UPC"}))
+        << "no barcode before 12.0";
+}
+
+TEST_F(QuickBooks, StatusesAndBrokenResponsesAreToldAndNothingMoreIsWritten) {
+    playback.respond({"items_none.xml"});
+    EXPECT_FALSE(read(true, "UPC"));
+    ASSERT_EQ(dialogs.messages().size(), 1u);
+    EXPECT_EQ(dialogs.messages()[0].text, "No invoice is found");
+    EXPECT_EQ(dialogs.messages()[0].title, "Message from QuickBooks");
+
+    playback.respond({"items_error.xml"});
+    EXPECT_FALSE(read(true, "UPC"));
+    EXPECT_EQ(dialogs.messages().back().text,
+              "Error occured.  Status Code = 3250, Status Message = This feature is not enabled "
+              "or not available in this version of QuickBooks., Status Severity = Error");
+    EXPECT_EQ(rows("SELECT count(*), 0, 0 FROM tblCodelink"), QStringList{"0|0|0"});
+
+    playback.respond({"items_truncated.xml"});
+    EXPECT_FALSE(read(true, "UPC"));
+    EXPECT_TRUE(dialogs.messages().back().text.startsWith("QuickBooks sent a response that cannot "
+                                                          "be read"));
+    EXPECT_EQ(rows("SELECT ScanValue, 0, 0 FROM tblCodelink ORDER BY ScanValue"),
+              QStringList({"0001|0|0", "0002|0|0"}))
+        << "the items read before the break stay";
+}
+
+TEST_F(QuickBooks, TheItemMapWindowListsCustomFieldsAndClosesAfterAFailedRead) {
+    folder.sql("dbscan.mdb", "UPDATE tblSettings SET CustomScan = 'Colour'");
+    core::shared().Accounting = "QuickBooks 2007 and earlier"; // the first variant: no host query
+    const QString companyFile = folder.file("Shop.QBW");
+    QFile(companyFile).open(QIODevice::WriteOnly);
+    playback.respond({"custom_fields.xml"});
+    import::frmMap map;
+    map.Load();
+    map.show();
+    map.setSource(companyFile);
+    auto* scan = map.findChild<QComboBox*>("cmbItemMap0");
+    EXPECT_EQ(scan->count(), 2);
+    EXPECT_EQ(scan->currentText(), "Colour") << "the stored choice is selected";
+
+    playback.respond({"items_none.xml"});
+    map.findChild<QPushButton*>("cmdUpdateDB")->click();
+    EXPECT_FALSE(map.isVisible());
+    EXPECT_EQ(dialogs.messageTexts(), QStringList{"No invoice is found"})
+        << "no success message after a failed read";
+}
+
+TEST(QuickBooksElsewhere, TheUserIsToldWhereCompanyFilesCanBeRead) {
+    testsupport::TempProgramFolder folder;
+    testsupport::ScriptedDialogs dialogs;
+    import::AccountingFlags flags;
+    flags.UseQBSDK = true;
+    EXPECT_TRUE(import::GetCustomFieldNames("Shop.qbw", flags).isEmpty());
+    ASSERT_EQ(dialogs.messages().size(), 1u);
+    EXPECT_TRUE(dialogs.messages()[0].text.startsWith(platform::kQuickBooksOnlyOnWindows));
+}
