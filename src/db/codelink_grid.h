@@ -19,9 +19,10 @@ public:
     virtual void appendRow(const QString& scan, const QString& ret) = 0;
     virtual void removeRow(int row) = 0;
 
-    // The first data row other than skipRow whose scan value is scan; 0 when there is none.
+    // The first data row other than skipRow whose scan value is scan, compared as the table's
+    // key compares (without regard to case); 0 when there is none.
     virtual int findScan(const QString& scan, int skipRow) const = 0;
-    // The first data row holding exactly this pair; 0 when there is none.
+    // The first data row holding exactly this pair (letter case included); 0 when there is none.
     virtual int findPair(const QString& scan, const QString& ret) const = 0;
 };
 

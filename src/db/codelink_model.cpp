@@ -286,14 +286,17 @@ int CodelinkModel::findScan(const QString& scan, int skipRow) const {
     return 0;
 }
 
+// A pair to delete is found by exactly its two texts: a pair that differs in letter case is
+// another pair.
 int CodelinkModel::findPair(const QString& scan, const QString& ret) const {
-    const std::vector<qint64> listed =
-        rowIdsWhere(QStringLiteral("ScanValue = ?1 AND ReturnValue = ?2"), {scan, ret});
+    const std::vector<qint64> listed = rowIdsWhere(
+        QStringLiteral("ScanValue = ?1 COLLATE BINARY AND ReturnValue = ?2 COLLATE BINARY"),
+        {scan, ret});
     for (size_t i = 0; i < rows_.size(); ++i) {
         const Row& row = rows_[i];
         const bool matches =
-            row.edit >= 0 ? sameText(edits_[static_cast<size_t>(row.edit)][0], scan) &&
-                                sameText(edits_[static_cast<size_t>(row.edit)][1], ret)
+            row.edit >= 0 ? edits_[static_cast<size_t>(row.edit)][0] == scan &&
+                                edits_[static_cast<size_t>(row.edit)][1] == ret
                           : std::find(listed.begin(), listed.end(), row.rowid) != listed.end();
         if (matches)
             return static_cast<int>(i) + 1;

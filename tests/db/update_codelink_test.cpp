@@ -174,13 +174,15 @@ TEST_F(UpdateCodelinkTest, DeleteRemovesAManualPairFromBothTablesAndAnImportedOn
     EXPECT_TRUE(dialogs.messages().empty());
 }
 
-TEST_F(UpdateCodelinkTest, DeleteRefusesAPairWhoseReturnValueDiffersFromTheGrid) {
+TEST_F(UpdateCodelinkTest, DeleteRefusesAPairThatDiffersFromTheGridEvenInLetterCase) {
     folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('MAN', 'R2', NULL, 1);"
                              "INSERT INTO tblManual VALUES ('MAN', 'R2');");
     fillGrid();
     EXPECT_EQ(run("dlt", "MAN", "WRONG"), -1);
+    EXPECT_EQ(run("dlt", "man", "R2"), -1);
+    EXPECT_EQ(run("dlt", "MAN", "r2"), -1);
     EXPECT_EQ(dialogs.messageTexts(),
-              QStringList{"Scan/Return code combination not found in the table."});
+              QStringList(3, "Scan/Return code combination not found in the table."));
     EXPECT_EQ(boxes.focus, Boxes::Focus::Scan);
     EXPECT_EQ(pairs(file(), "tblCodelink"), QStringList{"MAN=R2"});
     EXPECT_EQ(pairs(file(), "tblManual"), QStringList{"MAN=R2"});
@@ -253,7 +255,7 @@ TEST_F(UpdateCodelinkTest, GridSearchesAgreeWithAWalkOverEveryRow) {
     };
     const auto walkPair = [&](const QString& scan, const QString& ret) {
         for (int row = 1; row <= grid.dataRows(); ++row) {
-            if (db::sameText(grid.text(row, 0), scan) && db::sameText(grid.text(row, 1), ret))
+            if (grid.text(row, 0) == scan && grid.text(row, 1) == ret)
                 return row;
         }
         return 0;

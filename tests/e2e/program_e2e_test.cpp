@@ -244,3 +244,22 @@ TEST_F(ProgramEndToEnd, APatternComposedInTheEditorIsTypedForEachScan) {
               "<RetVal><TAB>ok");
     EXPECT_EQ(db.openRecordset("tblSettings").value("append").toString(), "<RetVal><TAB>ok");
 }
+
+TEST_F(ProgramEndToEnd, ExitEndsTheProgramAtOnce) {
+    QProcess program;
+    startProgram(program);
+    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000));
+    {
+        e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
+        pair_.writeToPeer("0012345\r\n"); // a scan typed, as before most exits
+        EXPECT_EQ(receiver.waitForEnd(0, "{ENTER}", 20000).toStdString(), "WIDGET-7{TAB}12");
+    }
+    QElapsedTimer elapsed;
+    elapsed.start();
+    typeInto("Orvane Translator ", "%fx"); // File > Exit, while scanning
+    ASSERT_TRUE(e2e::pumpUntil([&] { return program.state() == QProcess::NotRunning; }, 10000));
+    EXPECT_LT(elapsed.elapsed(), 200 + 300 + 500)
+        << "the process ends within 200 ms of Exit (the window is found and the keys go out in "
+           "the first 800 ms)";
+    typer_.reset();
+}
