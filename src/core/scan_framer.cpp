@@ -47,8 +47,9 @@ ScanFramer::ScanFramer(platform::CommControl& port, QString& buffer, std::int16_
     connect(&timer_, &QTimer::timeout, this, platform::guarded([this] { onTick(); }));
 }
 
-void ScanFramer::start(std::int16_t quietTickMs) {
+void ScanFramer::start(std::int16_t quietTickMs, bool oneScanPerLine) {
     quietTickMs_ = quietTickMs;
+    oneScanPerLine_ = oneScanPerLine;
     running_ = true;
 }
 
@@ -73,8 +74,24 @@ void ScanFramer::receiveLines() {
             handlers_.chunk();
         if (buffer_.isEmpty() || !buffer_.contains(QStringLiteral("\r\n")))
             continue; // the rest of the scan comes with a later event
+        if (oneScanPerLine_) {
+            completeEachLine();
+            continue;
+        }
         takeEnding();
         complete();
+    }
+}
+
+// Each CR LF ends a scan; what follows the last one waits for the rest of its scan.
+void ScanFramer::completeEachLine() {
+    qsizetype end = 0;
+    while (running_ && (end = buffer_.indexOf(QStringLiteral("\r\n"))) >= 0) {
+        const QString scan = buffer_.left(end);
+        buffer_.remove(0, end + 2);
+        if (handlers_.ending)
+            handlers_.ending(ScanEnding::Ret);
+        handlers_.scan(scan);
     }
 }
 

@@ -50,8 +50,10 @@ public:
                QObject* parent = nullptr);
 
     // Starts cutting scans with the given quiet time (milliseconds per tick); until then, and
-    // after stop(), receive() does nothing.
-    void start(std::int16_t quietTickMs);
+    // after stop(), receive() does nothing. With oneScanPerLine, line mode makes every CR LF
+    // the end of a scan of its own, for scanners that store scans and send them in one burst;
+    // otherwise everything that arrived with the CR LF is one scan.
+    void start(std::int16_t quietTickMs, bool oneScanPerLine = false);
     void stop();
     bool running() const { return running_; }
 
@@ -63,6 +65,7 @@ public:
 
 private:
     void receiveLines();
+    void completeEachLine();
     void receiveUntilQuiet();
     void onTick();
     void finishQuietScan();
@@ -75,6 +78,7 @@ private:
     Handlers handlers_;
     QTimer timer_;
     std::int16_t quietTickMs_ = 0;
+    bool oneScanPerLine_ = false;
     bool running_ = false;
 };
 

@@ -32,6 +32,7 @@ void ScanSession::start() {
     SharedState& state = shared();
     state.blnTesting = false;
     state.strScanBuffer.clear();
+    bool oneScanPerLine = false;
     try {
         database_.emplace(platform::Database::open(db::GetDbPath()));
         codelink_.emplace(database_->openTable(QStringLiteral("tblCodelink")));
@@ -39,13 +40,13 @@ void ScanSession::start() {
         state.intTimeout = GetIniNumber(QStringLiteral("Timeout"));
         platform::keyTyper().setKeyDelay(
             std::max<int>(0, GetIniNumber(QStringLiteral("KeyDelay"))));
-
+        oneScanPerLine = GetIniNumber(QStringLiteral("OneScanPerLine")) != 0;
         OpenScannerPort(port_, state.PortSetting, state.ComPort);
     } catch (...) {
         closeTranslationTable();
         throw;
     }
-    framer_.start(state.intTimeout);
+    framer_.start(state.intTimeout, oneScanPerLine);
     Q_EMIT stateChanged(true);
 }
 

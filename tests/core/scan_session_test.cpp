@@ -138,6 +138,21 @@ TEST_F(ScanSessionTest, LineModeFramesOnCrLf) {
     EXPECT_EQ(typed()[0], "X{TAB}{TAB}1{ENTER}");
 }
 
+TEST_F(ScanSessionTest, OneScanPerLineDeliversEachLineOfABurstOnItsOwn) {
+    shared().CRLF = true;
+    shared().ACK = true;
+    folder.writeIni("Timeout=10\r\nOneScanPerLine=1\r\n");
+    session.start();
+    port.pushText("123\r\n777\r\nNEW\r\n12"); // a batch upload, its last scan cut
+    EXPECT_EQ(typed(), std::vector<QString>({"ABC {(}1{)}{TAB}12{ENTER}", "Seven{TAB}2.5{ENTER}",
+                                             "NEW{TAB}1{ENTER}"}));
+    EXPECT_EQ(typer.acksBeforeTyping, std::vector<qsizetype>({0, 1, 2}))
+        << "each scan is acknowledged after its own keys";
+    port.pushText("3\r\n");
+    EXPECT_EQ(typed().size(), 4u);
+    EXPECT_EQ(port.written(), QByteArray(4, '\x06'));
+}
+
 TEST_F(ScanSessionTest, QuietModeWithoutTimeoutDeliversEveryReceiveEvent) {
     startQuiet("");
     EXPECT_EQ(shared().intTimeout, 0);
