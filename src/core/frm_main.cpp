@@ -26,7 +26,9 @@
 #include <QDir>
 #include <QGridLayout>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
@@ -46,7 +48,7 @@ template <class Handler>
 QAction* addMenuItem(QMenu* menu, const char* name, const QString& caption, Handler handler) {
     QAction* action = menu->addAction(caption);
     action->setObjectName(QString::fromLatin1(name));
-    QObject::connect(action, &QAction::triggered, menu, platform::guarded(handler));
+    QObject::connect(action, &QAction::triggered, menu, handler);
     return action;
 }
 
@@ -60,6 +62,13 @@ frmMain::frmMain(std::unique_ptr<platform::CommControl> port, QWidget* parent)
     session_ = std::make_unique<ScanSession>(*MSComm1);
     connect(session_.get(), &ScanSession::stateChanged, this,
             platform::guarded([this](bool on) { onScanStateChanged(on); }));
+    connect(session_.get(), &ScanSession::scanRefused, this, [this] {
+        if (taskbar_)
+            taskbar_->Notify(
+                QStringLiteral("Click into the application that should receive the scans."));
+    });
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this,
+            [this](QWindow* focus) { onFocusWindowChanged(focus); });
     buildControls();
     buildMenus();
 }
@@ -118,14 +127,17 @@ void frmMain::buildControls() {
     layout->addWidget(fraMain);
     layout->addLayout(buttons);
 
-    connect(cmdScan, &QPushButton::clicked, this, platform::guarded([this] { cmdScan_Click(); }));
-    connect(cmdExit, &QPushButton::clicked, this, platform::guarded([this] { PutAway(); }));
-    connect(CmdQuit, &QPushButton::clicked, this, platform::guarded([this] { close(); }));
+    connect(cmdScan, &QPushButton::clicked, this, command([this] { cmdScan_Click(); }));
+    connect(cmdExit, &QPushButton::clicked, this, command([this] { PutAway(); }));
+    connect(CmdQuit, &QPushButton::clicked, this, command([this] { close(); }));
     connect(CmbApStr, &QComboBox::activated, this, platform::guarded([this](int index) {
                 ChooseAppendString(CmbApStr->itemText(index));
             }));
-    // The pattern is chosen from the list, not typed: focus on the text moves to the list.
-    txtAppend->installEventFilter(this);
+    // The pattern is chosen from the list with the mouse, never typed: no key can land in the
+    // pattern box, nor change the list (a scanner typing into this window must change nothing).
+    txtAppend->setReadOnly(true);
+    txtAppend->setFocusPolicy(Qt::NoFocus);
+    CmbApStr->installEventFilter(this);
     for (QWidget* widget : std::initializer_list<QWidget*>{central, fraMain, Label1, LbScanMode,
                                                            lblAppend, lblAccSys})
         widget->installEventFilter(this);
@@ -135,37 +147,37 @@ void frmMain::buildMenus() {
     QMenu* mnuFile = menuBar()->addMenu(QStringLiteral("&File"));
     mnuFile->setObjectName(QStringLiteral("mnuFile"));
     addMenuItem(mnuFile, "mnuFileBackup", QStringLiteral("&Backup Data"),
-                [this] { mnuFileBackup_Click(); });
+                command([this] { mnuFileBackup_Click(); }));
     addMenuItem(mnuFile, "mnuFileCompact", QStringLiteral("&Compact Data"),
-                [this] { mnuFileCompact_Click(); });
+                command([this] { mnuFileCompact_Click(); }));
     addMenuItem(mnuFile, "mnuFileRepair", QStringLiteral("&Repair Data"),
-                [this] { mnuFileRepair_Click(); });
+                command([this] { mnuFileRepair_Click(); }));
     addMenuItem(mnuFile, "mnuFilePrinterSetup", QStringLiteral("&Printer Setup"),
-                [this] { mnuFilePrinterSetup_Click(); });
+                command([this] { mnuFilePrinterSetup_Click(); }));
     mnuFile->addSeparator();
-    addMenuItem(mnuFile, "MnuFClose", QStringLiteral("&Close"), [this] { PutAway(); });
-    addMenuItem(mnuFile, "mnuFExit", QStringLiteral("E&xit"), [this] { close(); });
+    addMenuItem(mnuFile, "MnuFClose", QStringLiteral("&Close"), command([this] { PutAway(); }));
+    addMenuItem(mnuFile, "mnuFExit", QStringLiteral("E&xit"), command([this] { close(); }));
 
     QMenu* mnuUtilities = menuBar()->addMenu(QStringLiteral("S&ettings"));
     mnuUtilities->setObjectName(QStringLiteral("mnuUtilities"));
     addMenuItem(mnuUtilities, "mnuFSettings", QStringLiteral("S&ystem"),
-                [this] { mnuFSettings_Click(); });
+                command([this] { mnuFSettings_Click(); }));
     addMenuItem(mnuUtilities, "mnuSettingsScanner", QStringLiteral("S&canner"),
-                [this] { mnuSettingsScanner_Click(); });
+                command([this] { mnuSettingsScanner_Click(); }));
 
     QMenu* mnuData = menuBar()->addMenu(QStringLiteral("&Data"));
     mnuData->setObjectName(QStringLiteral("mnuData"));
     mnuFMap = addMenuItem(mnuData, "mnuFMap", QStringLiteral("&Map Accounting"),
-                          [this] { mnuFMap_Click(); });
+                          command([this] { mnuFMap_Click(); }));
     addMenuItem(mnuData, "mnuFDatEnter", QStringLiteral("&Translation Table"),
-                [this] { mnuFDatEnter_Click(); });
+                command([this] { mnuFDatEnter_Click(); }));
 
     QMenu* mnuAbout = menuBar()->addMenu(QStringLiteral("&Help"));
     mnuAbout->setObjectName(QStringLiteral("mnuAbout"));
     addMenuItem(mnuAbout, "mnuAHelp", QStringLiteral("Contents and Index"),
-                [this] { mnuAHelp_Click(); });
+                command([this] { mnuAHelp_Click(); }));
     addMenuItem(mnuAbout, "mnuAbContact", QStringLiteral("&Contact Info"),
-                [this] { mnuAbContact_Click(); });
+                command([this] { mnuAbContact_Click(); }));
 }
 
 // --- loading -------------------------------------------------------------------------------
@@ -224,11 +236,49 @@ void frmMain::applyPortSettings() {
 
 // --- activation and scanning ---------------------------------------------------------------
 
-bool frmMain::event(QEvent* event) {
-    const bool handled = QMainWindow::event(event);
-    if (event->type() == QEvent::WindowActivate)
+// The window is activated as the program means it: when it is first shown, and when the user
+// comes back to it from one of the program's own windows (a setup window, the data entry window,
+// a message box), never when the focus merely comes back from another application.
+void frmMain::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    if (!std::exchange(shownBefore_, true))
         platform::runGuarded([this] { Activate(); });
-    return handled;
+}
+
+void frmMain::onFocusWindowChanged(QWindow* focus) {
+    const QPointer<QWindow> previous = std::exchange(previousFocus_, focus);
+    if (focus && focus == windowHandle() && previous && previous != focus && commandDepth_ == 0 &&
+        !unloaded_)
+        platform::runGuarded([this] { Activate(); });
+}
+
+// Runs a command of this window. A message box it showed hands the window back to the user when
+// it closes, which activates the window once the command is done (while the command runs it must
+// not: scanning could start in the middle of a maintenance command).
+std::function<void()> frmMain::command(std::function<void()> handler) {
+    return [this, handler = std::move(handler)] {
+        const int messages = platform::messagesShown();
+        ++commandDepth_;
+        platform::runGuarded(handler);
+        --commandDepth_;
+        if (commandDepth_ == 0 && platform::messagesShown() != messages && !unloaded_ &&
+            isActiveWindow() && !ownWindowOpen())
+            platform::runGuarded([this] { Activate(); });
+    };
+}
+
+// The windows this one opens hand it back when they close.
+void frmMain::watchReturnFrom(QWidget* window) {
+    if (window)
+        window->installEventFilter(this);
+}
+
+bool frmMain::ownWindowOpen() const {
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (window != this && window->isVisible() && window->parentWidget() == this)
+            return true;
+    }
+    return false;
 }
 
 void frmMain::Activate() {
@@ -345,6 +395,8 @@ void frmMain::setAccountingDisplay(const QString& name) {
 }
 
 void frmMain::ReturnFromWindow() {
+    if (unloaded_)
+        return;
     // The setup window may have stored, renamed or removed patterns.
     config::UpdateNames(*CmbApStr, txtAppend->text());
     Activate();
@@ -388,8 +440,23 @@ void frmMain::changeEvent(QEvent* event) {
 }
 
 bool frmMain::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == txtAppend && event->type() == QEvent::FocusIn) {
-        QTimer::singleShot(0, CmbApStr, [this] { CmbApStr->setFocus(); });
+    if (watched == CmbApStr) {
+        if (event->type() == QEvent::Wheel)
+            return true;
+        if (event->type() == QEvent::KeyPress) {
+            const int key = static_cast<QKeyEvent*>(event)->key();
+            return key != Qt::Key_Tab && key != Qt::Key_Backtab; // only Tab moves on
+        }
+        return false;
+    }
+    if (event->type() == QEvent::Close && watched->isWidgetType() && watched != this &&
+        static_cast<QWidget*>(watched)->isWindow()) {
+        // After the close has gone through: a window that refused to close is still open.
+        QPointer<QWidget> window = static_cast<QWidget*>(watched);
+        QTimer::singleShot(0, this, [this, window] {
+            if (!window || !window->isVisible())
+                ReturnFromWindow();
+        });
         return false;
     }
     if (event->type() == QEvent::MouseButtonPress) {
@@ -433,13 +500,13 @@ void frmMain::Unload() {
 void frmMain::mnuFDatEnter_Click() {
     if (!StopScanningToContinue(*this))
         return;
-    db::frmDataEntry::showWindow(this);
+    watchReturnFrom(db::frmDataEntry::showWindow(this));
 }
 
 void frmMain::mnuFMap_Click() {
     if (!StopScanningToContinue(*this))
         return;
-    import::frmMap::showWindow(this);
+    watchReturnFrom(import::frmMap::showWindow(this));
 }
 
 void frmMain::mnuFSettings_Click() {

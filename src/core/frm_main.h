@@ -5,7 +5,10 @@
 #include "platform/comm_control.h"
 
 #include <QMainWindow>
+#include <QPointer>
+#include <QWindow>
 
+#include <functional>
 #include <memory>
 
 class QAction;
@@ -75,7 +78,7 @@ public:
     ScanSession& session() { return *session_; }
 
 protected:
-    bool event(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     void changeEvent(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -84,6 +87,10 @@ private:
     void buildControls();
     void buildMenus();
     void Activate();
+    void onFocusWindowChanged(QWindow* focus);
+    std::function<void()> command(std::function<void()> handler);
+    void watchReturnFrom(QWidget* window);
+    bool ownWindowOpen() const;
     void txtAppend_Change(const QString& text);
     void onScanStateChanged(bool on);
     void setTrayStatus(int status);
@@ -117,6 +124,9 @@ private:
     bool applyingSelection_ = false; // the append selector is changing txtAppend
     bool autostartFailed_ = false;   // do not retry a failed automatic start at every activation
     bool unloaded_ = false;
+    bool shownBefore_ = false;
+    int commandDepth_ = 0;            // a command of this window is running
+    QPointer<QWindow> previousFocus_; // the window of this program that had the focus last
 };
 
 } // namespace core

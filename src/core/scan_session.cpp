@@ -9,6 +9,7 @@
 #include "platform/conversions.h"
 #include "platform/dialogs.h"
 #include "platform/error_report.h"
+#include "platform/focus.h"
 #include "platform/send_keys.h"
 
 namespace core {
@@ -74,6 +75,10 @@ void ScanSession::closeTranslationTable() {
 // A scan that cannot be delivered is reported and dropped, so that the next scan is delivered
 // normally.
 void ScanSession::deliver(const QString& scan) {
+    if (platform::ownWindowHasKeyboardFocus()) {
+        Q_EMIT scanRefused();
+        return;
+    }
     platform::runGuarded([&] { DeliverScan(scan, *codelink_, port_); });
 }
 

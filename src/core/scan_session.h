@@ -43,6 +43,10 @@ public:
 Q_SIGNALS:
     // After every start and stop, including the stop forced by a lost port.
     void stateChanged(bool on);
+    // A scan arrived while a window of this program had the keyboard focus: it was neither typed
+    // (it would have landed in the program's own controls) nor acknowledged, so the scanner
+    // signals the failure.
+    void scanRefused();
 
 private:
     void onPortLost(const QString& description);

@@ -38,9 +38,18 @@ QString defaultDialogTitle() {
     return QStringLiteral("Orvane Translator");
 }
 
+namespace {
+int g_messagesShown = 0;
+} // namespace
+
 Answer msgBox(const QString& text, Buttons buttons, Icon icon, const QString& title,
               DefaultButton defaultButton) {
+    ++g_messagesShown;
     return dialogs().message(MessageRequest{text, title, buttons, icon, defaultButton});
+}
+
+int messagesShown() {
+    return g_messagesShown;
 }
 
 QString qtFileFilter(const QString& barSeparated) {

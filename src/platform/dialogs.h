@@ -59,6 +59,10 @@ void setDialogParent(QWidget* parent);
 Answer msgBox(const QString& text, Buttons buttons = Buttons::Ok, Icon icon = Icon::None,
               const QString& title = QString(), DefaultButton defaultButton = DefaultButton::First);
 
+// How many message boxes have been shown so far (a window can tell whether one was shown while
+// it worked).
+int messagesShown();
+
 // Title used when a caller gives none.
 QString defaultDialogTitle();
 

@@ -3,6 +3,7 @@
 #include "core/append_choice.h"
 #include "core/frm_main.h"
 #include "platform/error_report.h"
+#include "shell/frm_message.h"
 
 #include <QAction>
 #include <QMenu>
@@ -131,6 +132,24 @@ void frmTaskbar::Modify() {
         return;
     tray_->setIcon(nidTray_.hIcon);
     tray_->setToolTip(nidTray_.tipText());
+}
+
+void frmTaskbar::Notify(const QString& text) {
+    if (tray_ && trayAvailable() && QSystemTrayIcon::supportsMessages()) {
+        tray_->showMessage(QStringLiteral("Orvane Translator"), text, QSystemTrayIcon::Information,
+                           4000);
+        return;
+    }
+    delete note_.data();
+    auto* note = new frmMessage;
+    note->setAttribute(Qt::WA_ShowWithoutActivating);
+    note->setWindowFlag(Qt::WindowDoesNotAcceptFocus);
+    note->setWindowTitle(text); // what a screen reader or a window list shows of it
+    note->SetMessageText(text);
+    std::int32_t ticks = 40;
+    note->SetTimeOut(ticks);
+    note->show();
+    note_ = note;
 }
 
 QVariant frmTaskbar::SetStatus(std::int16_t& stat) {

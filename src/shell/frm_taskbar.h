@@ -3,6 +3,7 @@
 #include <QIcon>
 #include <QObject>
 #include <QPoint>
+#include <QPointer>
 #include <QString>
 #include <QSystemTrayIcon>
 
@@ -64,6 +65,9 @@ public:
     QVariant SetStatus(std::int16_t& stat);
     // Sends the record to the shell again, so that the icon and tip follow.
     void Modify();
+    // A short note to the user: a balloon of the tray icon, or, without a tray, a notice that
+    // closes by itself. Neither takes the keyboard focus.
+    void Notify(const QString& text);
 
     int status() const { return status_; }
     bool iconShown() const { return iconShown_; }
@@ -98,6 +102,7 @@ private:
     std::array<TaskBarIcon, 3> TaskBarIcons_;
     TrayRecord nidTray_;
     QSystemTrayIcon* tray_ = nullptr;
+    QPointer<QWidget> note_;
     bool iconShown_ = false;
     int status_ = kStatusOn;
 

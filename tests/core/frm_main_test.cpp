@@ -1,6 +1,7 @@
 #include "core/append_choice.h"
 #include "core/frm_main.h"
 #include "core/shared_state.h"
+#include "core/tokens.h"
 #include "platform/database.h"
 #include "platform/send_keys.h"
 #include "shell/frm_taskbar.h"
@@ -9,6 +10,7 @@
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
+#include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
@@ -108,6 +110,23 @@ TEST(MainWindowLoad, UpgradesTheFileAndShowsTheSettings) {
     EXPECT_TRUE(QTest::qWaitFor([&] {
         return program.control<QLabel>("LbScanMode")->text() == "Scanner In Keyboard Wedge Mode";
     }));
+}
+
+TEST(MainWindowLoad, NoTypedKeyChangesThePattern) {
+    Program program;
+    auto* selector = program.control<QComboBox>("CmbApStr");
+    auto* pattern = program.control<QLineEdit>("txtAppend");
+    const QString before = pattern->text();
+    const int chosen = selector->currentIndex();
+    for (const auto key : {Qt::Key_1, Qt::Key_T, Qt::Key_Down, Qt::Key_End, Qt::Key_Return})
+        QTest::keyClick(selector, key);
+    QTest::keyClick(selector, Qt::Key_Down, Qt::AltModifier);
+    EXPECT_EQ(selector->currentIndex(), chosen);
+    EXPECT_FALSE(selector->view()->isVisible());
+    EXPECT_EQ(pattern->focusPolicy(), Qt::NoFocus);
+    QTest::keyClicks(pattern, "1");
+    EXPECT_EQ(pattern->text(), before);
+    EXPECT_EQ(core::shared().append, core::StoredToSendKeys(before));
 }
 
 TEST(MainWindowLoad, MissingDatabaseNamesTheFile) {

@@ -64,15 +64,7 @@ protected:
     }
 
     // The main window is up once its caption carries the trailing blank.
-    bool mainWindowShown() const {
-        QProcess list;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("DISPLAY", display_->name());
-        list.setProcessEnvironment(env);
-        list.start("xwininfo", {"-root", "-tree"});
-        list.waitForFinished(5000);
-        return QString::fromUtf8(list.readAllStandardOutput()).contains("\"Orvane Translator \"");
-    }
+    bool mainWindowShown() const { return windowExists(QStringLiteral("Orvane Translator ")); }
 
     // The caption of the top-level window that has the keyboard focus.
     QString focusedCaption() const {
@@ -102,6 +94,20 @@ protected:
         }
         XCloseDisplay(x);
         return caption;
+    }
+
+    static inline const QString kFocusNote =
+        QStringLiteral("Click into the application that should receive the scans.");
+
+    // Whether a top-level window with this caption is shown.
+    bool windowExists(const QString& caption) const {
+        QProcess list;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("DISPLAY", display_->name());
+        list.setProcessEnvironment(env);
+        list.start("xwininfo", {"-root", "-tree"});
+        list.waitForFinished(5000);
+        return QString::fromUtf8(list.readAllStandardOutput()).contains('"' + caption + '"');
     }
 
     // Gives the keyboard focus to the top-level window with this caption, as a click would.
@@ -262,4 +268,50 @@ TEST_F(ProgramEndToEnd, ExitEndsTheProgramAtOnce) {
         << "the process ends within 200 ms of Exit (the window is found and the keys go out in "
            "the first 800 ms)";
     typer_.reset();
+}
+
+TEST_F(ProgramEndToEnd, AScanIsNeverTypedIntoTheProgramsOwnWindow) {
+    testsupport::runSql(programFolder() + "/dbscan.mdb", "UPDATE tblSettings SET ACK = 1");
+    QProcess program;
+    startProgram(program);
+    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000));
+    ASSERT_TRUE(focusWindow("Orvane Translator ")); // as right after a click on Start
+    pair_.writeToPeer("0012345\r\n");
+    EXPECT_TRUE(e2e::pumpUntil([&] { return windowExists(kFocusNote); }, 5000))
+        << "the user is told where to click";
+    EXPECT_TRUE(pair_.readFromPeer(1, std::chrono::milliseconds(500)).isEmpty())
+        << "not acknowledged: the scanner signals the failure";
+
+    e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
+    pair_.writeToPeer("0012345\r\n");
+    EXPECT_EQ(receiver.waitForEnd(0, "{ENTER}", 20000).toStdString(), "WIDGET-7{TAB}12")
+        << "the first scan went nowhere, the next one into the application";
+    EXPECT_EQ(pair_.readFromPeer(1), QByteArray("\x06"));
+    typer_.reset();
+    stop(program);
+}
+
+TEST_F(ProgramEndToEnd, ScanningStartsByItselfOnlyOnReturnFromTheProgramsOwnWindows) {
+    QProcess program;
+    startProgram(program);
+    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000));
+    e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
+    typeInto("Orvane Translator ", "%s"); // Stop
+    ASSERT_TRUE(focusWindow("Orvane key receiver"));
+    ASSERT_TRUE(focusWindow("Orvane Translator ")); // back from another application
+    ASSERT_TRUE(focusWindow("Orvane key receiver"));
+    pair_.writeToPeer("0012345\r\n");
+    e2e::pumpUntil([] { return false; }, 1000);
+    EXPECT_EQ(receiver.received().toStdString(), "") << "scanning stayed off";
+
+    typeInto("Orvane Translator ", "%e");
+    typeInto("Orvane Translator ", "c");
+    typeInto("Orvane Scanner Setup", "%o"); // back from a window of the program
+    ASSERT_TRUE(e2e::pumpUntil([&] { return !focusWindow("Orvane Scanner Setup"); }, 10000));
+    ASSERT_TRUE(focusWindow("Orvane key receiver"));
+    pair_.writeToPeer("0012345\r\n");
+    EXPECT_EQ(receiver.waitForEnd(0, "{ENTER}", 20000).toStdString(), "WIDGET-7{TAB}12")
+        << "autostart starts scanning again on the return";
+    typer_.reset();
+    stop(program);
 }
