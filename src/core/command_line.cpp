@@ -4,13 +4,16 @@
 #include "core/program_folder.h"
 #include "core/settings.h"
 #include "core/shared_state.h"
+#include "core/startup.h"
 #include "db/db_path.h"
+#include "db/maintenance.h"
 #include "import/accounting.h"
 #include "import/import_engine.h"
 #include "platform/app_error.h"
 #include "platform/console.h"
 #include "platform/conversions.h"
 #include "platform/database.h"
+#include "platform/single_instance.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -19,6 +22,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 
 namespace core {
@@ -59,6 +63,14 @@ const char* const kUsage =
     "        description; UTF-8) that the import reads back.\n"
     "  lookup CODE\n"
     "        Prints the return value and the unit that a scan of CODE gets in translation mode.\n"
+    "  backup FILE\n"
+    "        Copies the program's database (dbscan.mdb) to FILE, replacing it when it exists.\n"
+    "  compact\n"
+    "        Compacts the program's database.\n"
+    "  repair\n"
+    "        Checks the program's database and, when it is damaged, keeps it as\n"
+    "        dbscan-damaged.mdb and rebuilds it from every row that can still be read; then\n"
+    "        compacts it. The three database commands refuse to run while the program runs.\n"
     "  --help\n"
     "        Shows this text.\n"
     "\n"
@@ -217,6 +229,50 @@ int importCommand(const QStringList& rawArguments) {
     return 0;
 }
 
+// The database commands replace the file the window copy keeps open: they run only while it
+// does not, and keep it from starting meanwhile (they hold its one-copy lock).
+std::unique_ptr<platform::SingleInstance> windowCopyStopped() {
+    auto instance = std::make_unique<platform::SingleInstance>(kInstanceKey);
+    if (!instance->isFirst())
+        throw Refusal(QStringLiteral("Orvane Translator is running: close it (File > Exit, or Exit "
+                                     "in its tray menu) and run the command again."));
+    SharedState& state = shared();
+    state.strAppTitle = kAppTitle;
+    state.strDbPath = programFile(QStringLiteral("dbscan.mdb"));
+    return instance;
+}
+
+int backupCommand(const QStringList& rawArguments) {
+    const QString file = onlyArgument(parse(rawArguments, {}), QStringLiteral("backup file"));
+    const auto lock = windowCopyStopped();
+    db::BackupDatabaseTo(file);
+    print(QStringLiteral("Finished backing up database to ") + QFileInfo(file).absoluteFilePath());
+    return 0;
+}
+
+int compactCommand(const QStringList& rawArguments) {
+    parse(rawArguments, {});
+    const auto lock = windowCopyStopped();
+    db::CompactLocalDatabase();
+    print(QStringLiteral("Finished compacting database!"));
+    return 0;
+}
+
+int repairCommand(const QStringList& rawArguments) {
+    parse(rawArguments, {});
+    const auto lock = windowCopyStopped();
+    const db::RepairReport report = db::RepairLocalDatabase();
+    if (report.rebuilt)
+        print(QStringLiteral("The database was damaged and has been rebuilt from the rows that "
+                             "could still be read: %1 rows in %2 tables. The damaged file was "
+                             "kept as %3.")
+                  .arg(report.rows)
+                  .arg(report.tables)
+                  .arg(report.damagedCopy));
+    print(QStringLiteral("Finished repairing and compacting database!"));
+    return 0;
+}
+
 int exportCommand(const QStringList& rawArguments) {
     const QString file = onlyArgument(parse(rawArguments, {}), QStringLiteral("file to write"));
     loadSettings();
@@ -239,9 +295,9 @@ int lookupCommand(const QStringList& rawArguments) {
 
 const QMap<QString, std::function<int(const QStringList&)>>& commands() {
     static const QMap<QString, std::function<int(const QStringList&)>> table{
-        {QStringLiteral("import"), importCommand},
-        {QStringLiteral("export"), exportCommand},
-        {QStringLiteral("lookup"), lookupCommand},
+        {QStringLiteral("import"), importCommand},   {QStringLiteral("export"), exportCommand},
+        {QStringLiteral("lookup"), lookupCommand},   {QStringLiteral("backup"), backupCommand},
+        {QStringLiteral("compact"), compactCommand}, {QStringLiteral("repair"), repairCommand},
     };
     return table;
 }

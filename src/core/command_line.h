@@ -2,8 +2,8 @@
 
 namespace core {
 
-// Whether the program was started with a command (import, export, lookup, --help ...) rather
-// than for its window.
+// Whether the program was started with a command (import, export, lookup, backup, compact, repair,
+// --help) rather than for its window.
 bool IsCommandLine(int argc, char** argv);
 
 // Runs the command headless, without a display, on the databases of the program's folder, with

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QString>
+
 #include <cstdint>
+#include <exception>
 
 class QWidget;
 
@@ -15,6 +18,13 @@ class Application;
 // The program's start: one copy per user, the splash, the main window and the tray, the main
 // window's caption with its trailing blank. Returns the process exit code.
 int Main(Application& app);
+
+// What the user is told when the program cannot start: which file, what is wrong with it in
+// plain words, and a way out that works without the program's windows.
+QString StartupFailureText(const std::exception& error);
+
+// The key of the one-copy-per-user lock.
+inline const QString kInstanceKey = QStringLiteral("Orvane Translator");
 
 // Asks the running copy to show its main window; the caller then ends.
 void FindPreviousInstance(platform::SingleInstance& instance);

@@ -14,7 +14,7 @@
 namespace platform {
 class SqliteStatement;
 class Database;
-}
+} // namespace platform
 
 namespace db {
 

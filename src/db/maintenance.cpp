@@ -218,7 +218,49 @@ void showSalvageNotice(const Files& files, const Salvage& salvage) {
         Buttons::Ok, platform::Icon::Information, appTitle());
 }
 
+// The command line's commands report a failed step as an error.
+template <class Work>
+auto withoutQuestions(const QString& command, Work&& work) {
+    try {
+        return work();
+    } catch (const StepFailure& failure) {
+        throw platform::AppError(
+            platform::err::DatabaseError,
+            QStringLiteral("%1 stopped while %2.\r\nFile: %3\r\n%4\r\n%5")
+                .arg(command, failure.step, native(failure.file), failure.detail, failure.outcome));
+    }
+}
+
+void copyToBackup(const Files& files, const QString& target) {
+    runStep(QStringLiteral("copying the database to the backup file"), target,
+            kUnchanged + QStringLiteral(" The backup file was left as it was."), [&] {
+                const platform::BusyCursor busy;
+                Database source = Database::open(files.database);
+                copyDatabase(source, target);
+            });
+}
+
 } // namespace
+
+void BackupDatabaseTo(const QString& target) {
+    withoutQuestions(QStringLiteral("Backup"),
+                     [&] { copyToBackup(localFiles(), QFileInfo(target).absoluteFilePath()); });
+}
+
+void CompactLocalDatabase() {
+    withoutQuestions(QStringLiteral("Compaction"), [] { compactionSequence(localFiles(), true); });
+}
+
+RepairReport RepairLocalDatabase() {
+    return withoutQuestions(QStringLiteral("Repair"), [] {
+        const Files files = localFiles();
+        RepairReport report;
+        if (const std::optional<Salvage> salvage = repairInPlace(files))
+            report = {true, salvage->result.rows, salvage->result.tables, salvage->damagedCopy};
+        compactionSequence(files, false);
+        return report;
+    });
+}
 
 void BackupDatabase(core::ScanSwitch& scan) {
     maintenanceFrame(scan, QStringLiteral("Backup"), [] {
@@ -234,12 +276,7 @@ void BackupDatabase(core::ScanSwitch& scan) {
         if (askYesNo(QStringLiteral("Would you like to compact your database file?")))
             compactionSequence(files, true);
         letEventsRun(2);
-        runStep(QStringLiteral("copying the database to the backup file"), target,
-                kUnchanged + QStringLiteral(" The backup file was left as it was."), [&] {
-                    const platform::BusyCursor busy;
-                    Database source = Database::open(files.database);
-                    copyDatabase(source, target);
-                });
+        copyToBackup(files, target);
         platform::msgBox(QStringLiteral("Finished backing up database to ") + native(target),
                          Buttons::Ok, platform::Icon::None, appTitle());
     });

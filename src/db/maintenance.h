@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 namespace core {
 class ScanSwitch;
 }
@@ -23,5 +25,26 @@ void CompactDatabase(core::ScanSwitch& scan);
 // read (the damaged file is kept beside it); then offers to compact it. The scratch file stays
 // beside the database afterwards.
 void RepairDatabase(core::ScanSwitch& scan);
+
+// The same commands without questions, for the command line: the same steps and the same safety.
+// A failure throws AppError naming the step and the file and saying what state the files are in.
+
+// Copies the database to target (which may exist already; it is replaced in one step).
+void BackupDatabaseTo(const QString& target);
+
+// Compacts the database; the scratch file is removed afterwards.
+void CompactLocalDatabase();
+
+// What a repair did: whether the file was damaged and rebuilt, from how many rows and tables,
+// and where the damaged file was kept.
+struct RepairReport {
+    bool rebuilt = false;
+    qint64 rows = 0;
+    int tables = 0;
+    QString damagedCopy;
+};
+
+// Repairs the database (as RepairDatabase does), then compacts it.
+RepairReport RepairLocalDatabase();
 
 } // namespace db

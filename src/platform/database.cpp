@@ -63,7 +63,9 @@ int primaryCode(const QSqlError& error) {
     case 11: // corrupt
     case 26: // not a database
         throw AppError(err::UnrecognizedFormat,
-                       QStringLiteral("The database '%1' is damaged (%2). Use Repair Data.")
+                       QStringLiteral("The database '%1' is damaged (%2). Repair it with File > Repair "
+                                      "Data, or, when the program cannot start, with the "
+                                      "command: orvane-translator repair")
                            .arg(QDir::toNativeSeparators(path), detail));
     case 10: // I/O error
         throw AppError(err::DatabaseError,

@@ -1,6 +1,7 @@
 #include "core/append_choice.h"
 #include "core/frm_main.h"
 #include "core/shared_state.h"
+#include "core/startup.h"
 #include "core/tokens.h"
 #include "platform/database.h"
 #include "platform/send_keys.h"
@@ -129,13 +130,30 @@ TEST(MainWindowLoad, NoTypedKeyChangesThePattern) {
     EXPECT_EQ(core::shared().append, core::StoredToSendKeys(before));
 }
 
-TEST(MainWindowLoad, MissingDatabaseNamesTheFile) {
+TEST(MainWindowLoad, AFailedStartNamesTheFileAndAWayOut) {
     TempProgramFolder folder;
+    const auto startFailure = [] {
+        frmMain main;
+        try {
+            main.Load();
+        } catch (const std::exception& error) {
+            return core::StartupFailureText(error);
+        }
+        return QString();
+    };
+    const QString file = QDir::toNativeSeparators(folder.file("dbscan.mdb"));
+    QFile damaged(folder.file("dbscan.mdb"));
+    ASSERT_TRUE(damaged.open(QIODevice::ReadWrite));
+    damaged.write("this is not a database any more");
+    damaged.close();
+    QString text = startFailure();
+    EXPECT_TRUE(text.contains(file + " cannot be read")) << text.toStdString();
+    EXPECT_TRUE(text.contains("orvane-translator repair"));
+
     QFile::remove(folder.file("dbscan.mdb"));
-    frmMain main;
-    const auto error = testsupport::errorOf([&] { main.Load(); });
-    EXPECT_EQ(error.number, platform::err::FileNotFound);
-    EXPECT_TRUE(error.description.contains(folder.file("dbscan.mdb")));
+    text = startFailure();
+    EXPECT_TRUE(text.contains(file + " is missing")) << text.toStdString();
+    EXPECT_TRUE(text.contains("installation package"));
 }
 
 TEST(AppendSelector, KeepsMostRecentlyUsedRanks) {

@@ -1,8 +1,13 @@
 // The command line through the real executable, on a copy of the program folder: import, export
 // and import again, lookup, and every kind of bad input with its exit status and no change.
+#include "core/frm_main.h"
+#include "core/program_folder.h"
+#include "core/startup.h"
 #include "db/db_test_support.h"
 #include "platform/database.h"
+#include "platform/single_instance.h"
 #include "support/program_folder_fixture.h"
+#include "support/scripted_dialogs.h"
 
 #include <QDir>
 #include <QFile>
@@ -115,4 +120,35 @@ TEST_F(CommandLine, BadInputIsRefusedClearlyAndChangesNothing) {
     EXPECT_EQ(missing.status, 1);
     EXPECT_TRUE(missing.err.contains("dbscan.mdb", Qt::CaseInsensitive))
         << missing.err.toStdString();
+}
+
+TEST_F(CommandLine, MaintenanceCommandsRepairADamagedDatabaseSoThatTheProgramStarts) {
+    QString rows = "BEGIN;";
+    for (int i = 0; i < 3000; ++i)
+        rows += QString("INSERT INTO tblCodelink VALUES ('S%1', 'R%1', 'MARKER-%1', 1);").arg(i);
+    testsupport::runSql(db(), rows + "COMMIT;");
+    EXPECT_EQ(run({"backup", dir.filePath("saved.mdb")}).status, 0);
+    EXPECT_EQ(dbtest::pairs(dir.filePath("saved.mdb"), "tblCodelink").size(), 3000);
+    EXPECT_EQ(run({"compact"}).status, 0);
+
+    dbtest::damagePagesHolding(db(), "MARKER-1500", 2);
+    const Outcome repaired = run({"repair"});
+    EXPECT_EQ(repaired.status, 0) << repaired.err.toStdString();
+    EXPECT_TRUE(repaired.out.contains("has been rebuilt")) << repaired.out.toStdString();
+    EXPECT_TRUE(QFile::exists(dir.filePath("dbscan-damaged.mdb")));
+    EXPECT_EQ(dbtest::integrity(db()), "ok");
+    EXPECT_EQ(run({"lookup", "S1"}).out, "R1\t1\n");
+    {
+        core::setProgramFolder(dir.path());
+        testsupport::ScriptedDialogs dialogs;
+        core::frmMain main;
+        EXPECT_NO_THROW(main.Load()) << "the program starts on the repaired file";
+        core::setProgramFolder(QString());
+    }
+
+    platform::SingleInstance windowCopy(core::kInstanceKey); // the program is running
+    ASSERT_TRUE(windowCopy.isFirst());
+    const Outcome refused = run({"compact"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_TRUE(refused.err.contains("Orvane Translator is running")) << refused.err.toStdString();
 }

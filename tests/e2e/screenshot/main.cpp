@@ -3,15 +3,19 @@
 // Shows the program's windows on the display in $DISPLAY, on a temporary copy of the program
 // folder, and saves pictures of them: main-window.png, tray-menu.png, scanner-setup.png (during
 // a live test that has just shown a scan), system-setup.png, command-keys.png (Ctrl+F2
-// chosen), item-map.png (during an import) and preview.png. The pictures in docs/ come from it.
+// chosen), item-map.png (during an import), preview.png, and the messages of a start that
+// fails: start-missing.png, start-damaged.png, start-locked.png. The pictures in docs/ come from
+// it.
 #include "config/frm_cmd_keys.h"
 #include "config/frm_setup.h"
 #include "config/frm_setup_scanner.h"
 #include "core/application.h"
-#include "import/frm_map.h"
-#include "import/frm_preview.h"
 #include "core/frm_main.h"
 #include "core/program_folder.h"
+#include "core/startup.h"
+#include "db/db_test_support.h"
+#include "import/frm_map.h"
+#include "import/frm_preview.h"
 #include "shell/frm_taskbar.h"
 #include "support/fake_comm_control.h"
 #include "support/program_folder_fixture.h"
@@ -19,6 +23,7 @@
 
 #include <QDir>
 #include <QMenu>
+#include <QMessageBox>
 #include <QPixmap>
 #include <QScreen>
 #include <QTemporaryDir>
@@ -65,12 +70,46 @@ bool importPictures(const QString& folder, const QDir& out) {
               "INVITEM\tNUT-10\t2\t0\tPART\tNut 10 mm\r\n");
     iif.close();
     import::frmPreview preview(
-        {import::kIif, {iif.fileName(), "QuickBooks", "Item Name", "Description", "Description"}, {}});
+        {import::kIif, {iif.fileName(), "QuickBooks", "Item Name", "Description", "Description"}, {
+         }});
     preview.Load();
     preview.move(60, 60);
     preview.show();
     settle(500);
     return saved && preview.grab().save(out.filePath("preview.png"));
+}
+
+// The message a start on a broken program folder shows.
+bool startFailurePicture(const QString& folder, const QString& picture) {
+    core::setProgramFolder(folder);
+    core::frmMain main;
+    QString text;
+    try {
+        main.Load();
+    } catch (const std::exception& error) {
+        text = core::StartupFailureText(error);
+    }
+    QMessageBox box(QMessageBox::Critical, QStringLiteral("Orvane Translator"), text,
+                    QMessageBox::Ok);
+    box.show();
+    settle(500);
+    return box.grab().save(picture);
+}
+
+bool startFailurePictures(const QDir& out) {
+    QTemporaryDir missing;
+    testsupport::copyShippedFiles(missing.path());
+    QFile::remove(QDir(missing.path()).filePath("dbscan.mdb"));
+    QTemporaryDir damaged;
+    testsupport::copyShippedFiles(damaged.path());
+    dbtest::damagePagesHolding(QDir(damaged.path()).filePath("dbscan.mdb"), "CREATE TABLE", 1);
+    QTemporaryDir locked;
+    testsupport::copyShippedFiles(locked.path());
+    const dbtest::ShortBusyTimeout quick;
+    const dbtest::ShellLock lock(QDir(locked.path()).filePath("dbscan.mdb"));
+    return startFailurePicture(missing.path(), out.filePath("start-missing.png")) &&
+           startFailurePicture(damaged.path(), out.filePath("start-damaged.png")) &&
+           startFailurePicture(locked.path(), out.filePath("start-locked.png"));
 }
 
 } // namespace
@@ -152,5 +191,5 @@ int main(int argc, char** argv) {
         return 1;
     keys.close();
     setup.close();
-    return importPictures(folder.path(), out) ? 0 : 1;
+    return importPictures(folder.path(), out) && startFailurePictures(out) ? 0 : 1;
 }
