@@ -7,8 +7,11 @@
 #include <QString>
 
 #include <array>
-#include <oleauto.h>
+
+// windows.h first: the COM headers build on it.
 #include <windows.h>
+
+#include <oleauto.h>
 
 namespace platform {
 
