@@ -7,6 +7,7 @@
 #include "core/startup.h"
 #include "db/db_path.h"
 #include "db/maintenance.h"
+#include "db/shared_server.h"
 #include "import/accounting.h"
 #include "import/import_engine.h"
 #include "platform/app_error.h"
@@ -63,6 +64,12 @@ const char* const kUsage =
     "        description; UTF-8) that the import reads back.\n"
     "  lookup CODE\n"
     "        Prints the return value and the unit that a scan of CODE gets in translation mode.\n"
+    "  shared-init URI [--from-local]\n"
+    "        Sets up an empty PostgreSQL database (postgresql://[user@]host[:port]/database) as\n"
+    "        the shared translation database of several workstations: makes its tables with the\n"
+    "        starter return patterns, or with --from-local a copy of this folder's translation\n"
+    "        tables; then prints the GRANT statements that give workstation accounts what they\n"
+    "        need.\n"
     "  backup FILE\n"
     "        Copies the program's database (dbscan.mdb) to FILE, replacing it when it exists.\n"
     "  compact\n"
@@ -273,6 +280,20 @@ int repairCommand(const QStringList& rawArguments) {
     return 0;
 }
 
+int sharedInitCommand(const QStringList& rawArguments) {
+    QStringList arguments = rawArguments;
+    const bool fromLocal = arguments.removeAll(QStringLiteral("--from-local")) > 0;
+    const QString uri = onlyArgument(parse(arguments, {}), QStringLiteral("server URI"));
+    const QString grants = db::InitSharedServer(uri, fromLocal);
+    print(QStringLiteral("The shared tables are ready on %1.\n\n"
+                         "Let the workstations' database account (here: orvane_workstation) use "
+                         "them, and nothing more:\n\n%2\n"
+                         "Then set \"Use Shared Database\" in Settings > System of each "
+                         "workstation to the server's URI.")
+              .arg(platform::displayLocation(uri), grants));
+    return 0;
+}
+
 int exportCommand(const QStringList& rawArguments) {
     const QString file = onlyArgument(parse(rawArguments, {}), QStringLiteral("file to write"));
     loadSettings();
@@ -295,9 +316,13 @@ int lookupCommand(const QStringList& rawArguments) {
 
 const QMap<QString, std::function<int(const QStringList&)>>& commands() {
     static const QMap<QString, std::function<int(const QStringList&)>> table{
-        {QStringLiteral("import"), importCommand},   {QStringLiteral("export"), exportCommand},
-        {QStringLiteral("lookup"), lookupCommand},   {QStringLiteral("backup"), backupCommand},
-        {QStringLiteral("compact"), compactCommand}, {QStringLiteral("repair"), repairCommand},
+        {QStringLiteral("import"), importCommand},
+        {QStringLiteral("export"), exportCommand},
+        {QStringLiteral("lookup"), lookupCommand},
+        {QStringLiteral("backup"), backupCommand},
+        {QStringLiteral("compact"), compactCommand},
+        {QStringLiteral("repair"), repairCommand},
+        {QStringLiteral("shared-init"), sharedInitCommand},
     };
     return table;
 }

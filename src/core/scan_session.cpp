@@ -74,12 +74,28 @@ void ScanSession::closeTranslationTable() {
 
 // A scan that cannot be delivered is reported and dropped, so that the next scan is delivered
 // normally.
+// A shared database server that went away is told once; its scans are neither typed nor
+// acknowledged (the scanner signals each failure), scanning stays on, and the first scan after
+// the server is back is translated again.
 void ScanSession::deliver(const QString& scan) {
     if (platform::ownWindowHasKeyboardFocus()) {
         Q_EMIT scanRefused();
         return;
     }
-    platform::runGuarded([&] { DeliverScan(scan, *codelink_, port_); });
+    platform::runGuarded([&] {
+        try {
+            DeliverScan(scan, *codelink_, port_);
+            serverLostTold_ = false;
+        } catch (const platform::AppError& error) {
+            if (error.number() != platform::err::ServerUnreachable)
+                throw;
+            if (!std::exchange(serverLostTold_, true))
+                platform::msgBox(error.description() +
+                                     QStringLiteral("\r\nScans are not typed until the server is "
+                                                    "back; scanning goes on."),
+                                 platform::Buttons::Ok, platform::Icon::Critical);
+        }
+    });
 }
 
 void ScanSession::onPortLost(const QString& description) {

@@ -57,6 +57,7 @@ private:
     ScanFramer framer_;
     std::optional<platform::Database> database_;
     std::optional<platform::Table> codelink_;
+    bool serverLostTold_ = false;
 };
 
 } // namespace core

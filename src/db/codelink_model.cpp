@@ -1,13 +1,11 @@
 #include "db/codelink_model.h"
 
-#include "db/sqlite_statement.h"
 #include "platform/app_error.h"
 #include "platform/database.h"
 
 #include <QTimer>
 
 #include <algorithm>
-#include <sqlite3.h>
 
 namespace db {
 
@@ -20,28 +18,36 @@ constexpr int kPagingBusyTimeoutMs = 100;
 constexpr int kRetryUnreadableMs = 1000;
 constexpr int kCachedRows = 16 * 1024;
 
-// The busy timeout of a connection for the duration of one piece of work.
-class BusyTimeout {
+// The lock wait of a connection for the duration of one piece of work.
+class LockWait {
 public:
-    BusyTimeout(sqlite3* handle, int during, int after)
-        : handle_(handle)
+    LockWait(platform::Database& database, int during, int after)
+        : database_(database)
         , after_(after) {
-        sqlite3_busy_timeout(handle_, during);
+        database_.setLockWait(during);
     }
-    ~BusyTimeout() { sqlite3_busy_timeout(handle_, after_); }
-    BusyTimeout(const BusyTimeout&) = delete;
-    BusyTimeout& operator=(const BusyTimeout&) = delete;
+    ~LockWait() {
+        try {
+            database_.setLockWait(after_);
+        } catch (...) {
+            // A connection that went away waits for nothing any more.
+        }
+    }
+    LockWait(const LockWait&) = delete;
+    LockWait& operator=(const LockWait&) = delete;
 
 private:
-    sqlite3* handle_;
+    platform::Database& database_;
     int after_;
 };
 
-QString unitText(const Statement& row, int column) {
-    return row.isNull(column) ? QStringLiteral("0") : row.value(column).toString();
+QString unitText(const platform::Statement& row, int column) {
+    if (row.isNull(column))
+        return QStringLiteral("0");
+    return row.value(column).toString();
 }
 
-QString descriptionText(const Statement& row, int column) {
+QString descriptionText(const platform::Statement& row, int column) {
     return row.isNull(column) ? QStringLiteral(" ") : row.text(column);
 }
 
@@ -62,15 +68,15 @@ void CodelinkModel::openReader(const QString& databaseFile) {
     closeReader();
     auto reader = std::make_unique<platform::Database>(platform::Database::open(databaseFile));
     // The grid only reads; the engine refuses any write through this connection.
-    reader->execute(QStringLiteral("PRAGMA query_only = 1"));
+    reader->makeReadOnly();
     // Preparing the page query now makes a table without the listed fields fail here, where
     // the caller can report it, rather than while the view paints.
-    pageQuery_ = std::make_unique<Statement>(
-        reader->nativeHandle(),
-        QStringLiteral("SELECT rowid, ScanValue, ReturnValue, Unit, Descrip FROM tblCodelink "
-                       "WHERE rowid BETWEEN ?1 AND ?2 ORDER BY rowid"),
-        reader->path());
-    sqlite3_busy_timeout(reader->nativeHandle(), kPagingBusyTimeoutMs);
+    const QString id = reader->rowIdColumn();
+    pageQuery_ = reader->prepare(QStringLiteral("SELECT %1, ScanValue, ReturnValue, Unit, Descrip "
+                                                "FROM tblCodelink WHERE %1 BETWEEN ?1 AND ?2 "
+                                                "ORDER BY %1")
+                                     .arg(id));
+    reader->setLockWait(kPagingBusyTimeoutMs);
     file_ = reader->path();
     reader_ = std::move(reader);
 }
@@ -80,16 +86,15 @@ void CodelinkModel::closeReader() {
     reader_.reset();
 }
 
-// "SELECT * from tblCodelink" lists the rows in row id order; ordering by row id says so
-// explicitly and reads only the ids.
+// "SELECT * from tblCodelink" lists the rows in row id order (on the server, in the order of
+// their ids); ordering by row id says so explicitly and reads only the ids.
 std::vector<qint64> CodelinkModel::readRowIds() const {
-    const BusyTimeout wait(reader_->nativeHandle(), platform::Database::busyTimeoutMs(),
-                           kPagingBusyTimeoutMs);
-    Statement ids(reader_->nativeHandle(),
-                  QStringLiteral("SELECT rowid FROM tblCodelink ORDER BY rowid"), file_);
+    const LockWait wait(*reader_, platform::Database::busyTimeoutMs(), kPagingBusyTimeoutMs);
+    const auto ids = reader_->prepare(
+        QStringLiteral("SELECT %1 FROM tblCodelink ORDER BY %1").arg(reader_->rowIdColumn()));
     std::vector<qint64> result;
-    while (ids.next())
-        result.push_back(ids.int64(0));
+    while (ids->next())
+        result.push_back(ids->int64(0));
     return result;
 }
 
@@ -97,15 +102,15 @@ std::vector<qint64> CodelinkModel::rowIdsWhere(const QString& condition,
                                                const QStringList& values) const {
     if (!reader_)
         return {};
-    const BusyTimeout wait(reader_->nativeHandle(), platform::Database::busyTimeoutMs(),
-                           kPagingBusyTimeoutMs);
-    Statement query(reader_->nativeHandle(),
-                    QStringLiteral("SELECT rowid FROM tblCodelink WHERE ") + condition, file_);
+    const LockWait wait(*reader_, platform::Database::busyTimeoutMs(), kPagingBusyTimeoutMs);
+    const auto query = reader_->prepare(
+        QStringLiteral("SELECT %1 FROM tblCodelink WHERE ").arg(reader_->rowIdColumn()) +
+        condition);
     for (int i = 0; i < values.size(); ++i)
-        query.bind(i + 1, values[i]);
+        query->bindText(i + 1, values[i]);
     std::vector<qint64> ids;
-    while (query.next())
-        ids.push_back(query.int64(0));
+    while (query->next())
+        ids.push_back(query->int64(0));
     return ids;
 }
 
@@ -158,8 +163,8 @@ void CodelinkModel::loadPage(int index, bool mayThrow) const {
 void CodelinkModel::readRows(const std::vector<qint64>& wanted) const {
     // Listed rows keep their row id order, so one range covers a page.
     const auto [low, high] = std::minmax_element(wanted.begin(), wanted.end());
-    pageQuery_->bind(1, *low);
-    pageQuery_->bind(2, *high);
+    pageQuery_->bind(1, QVariant::fromValue(*low));
+    pageQuery_->bind(2, QVariant::fromValue(*high));
     while (pageQuery_->next()) {
         auto row = std::make_unique<TableRow>();
         row->texts = {pageQuery_->text(1), pageQuery_->text(2), unitText(*pageQuery_, 3),
@@ -290,7 +295,9 @@ int CodelinkModel::findScan(const QString& scan, int skipRow) const {
 // another pair.
 int CodelinkModel::findPair(const QString& scan, const QString& ret) const {
     const std::vector<qint64> listed = rowIdsWhere(
-        QStringLiteral("ScanValue = ?1 COLLATE BINARY AND ReturnValue = ?2 COLLATE BINARY"),
+        reader_ ? reader_->exactText(QStringLiteral("ScanValue")) + QStringLiteral(" = ?1 AND ") +
+                      reader_->exactText(QStringLiteral("ReturnValue")) + QStringLiteral(" = ?2")
+                : QString(),
         {scan, ret});
     for (size_t i = 0; i < rows_.size(); ++i) {
         const Row& row = rows_[i];

@@ -12,13 +12,11 @@
 #include <vector>
 
 namespace platform {
-class SqliteStatement;
 class Database;
+class Statement;
 } // namespace platform
 
 namespace db {
-
-using Statement = platform::SqliteStatement;
 
 // The grid of the data entry window. A translation table may hold millions of rows, so the grid
 // keeps only the row ids of tblCodelink in their listing order and reads row contents a page at
@@ -94,7 +92,7 @@ private:
 
     QItemSelectionModel selection_;
     std::unique_ptr<platform::Database> reader_;
-    std::unique_ptr<Statement> pageQuery_;
+    std::unique_ptr<platform::Statement> pageQuery_;
     QString file_;
     Layout layout_ = Layout::AllFields;
     std::array<QString, kColumns> headings_;

@@ -11,9 +11,21 @@
 
 namespace db {
 
+namespace {
+constexpr int kReachTimeoutSeconds = 3; // a server that does not answer by then counts as gone
+} // namespace
+
 bool SharedDbReachable(const QString& path) {
     if (path.trimmed().isEmpty())
         return false;
+    if (platform::isServerLocation(path)) {
+        try {
+            platform::Database::open(path, kReachTimeoutSeconds);
+            return true;
+        } catch (const platform::AppError&) {
+            return false;
+        }
+    }
     try {
         const QFileInfo file(platform::resolveDatabaseFile(path));
         return file.exists() && file.isFile();
@@ -27,9 +39,10 @@ QString GetDbPath() {
     while (state.IsDBShared) {
         if (SharedDbReachable(state.SharedDataBase))
             break;
-        const platform::Answer answer = platform::msgBox(
-            QStringLiteral("Lost Connection to Shared Database\r\nAt ") + state.SharedDataBase,
-            platform::Buttons::RetryCancel, platform::Icon::Question);
+        const platform::Answer answer =
+            platform::msgBox(QStringLiteral("Lost Connection to Shared Database\r\nAt ") +
+                                 platform::displayLocation(state.SharedDataBase),
+                             platform::Buttons::RetryCancel, platform::Icon::Question);
         if (answer != platform::Answer::Retry)
             state.IsDBShared = false;
     }
@@ -46,20 +59,27 @@ QString SqlQuote(const QString& value) {
 }
 
 QString PrepareSharedDatabase(const QString& path) {
+    const bool server = platform::isServerLocation(path);
     if (path.trimmed().isEmpty())
         return QStringLiteral("No file was given.");
-    if (path.right(4).toLower() != QStringLiteral(".mdb"))
+    if (!server && path.right(4).toLower() != QStringLiteral(".mdb"))
         return QStringLiteral("The name of a shared database file must end in .mdb.");
-    if (QFileInfo(path).isDir())
+    if (!server && QFileInfo(path).isDir())
         return QStringLiteral("This is a folder, not a database file.");
     try {
-        platform::Database database = platform::Database::open(path);
-        for (const char* table : {"tblAppendStr", "tblImportErrors", "tblManual", "tblCodelink"}) {
-            if (!TableExists(database, QString::fromLatin1(table)))
+        platform::Database database = platform::Database::open(path, kReachTimeoutSeconds);
+        for (const QString& table : kSharedTables) {
+            if (!TableExists(database, table))
                 return QStringLiteral("It has no table %1: it is not a translation database of "
-                                      "this program.")
-                    .arg(QString::fromLatin1(table));
+                                      "this program%2.")
+                    .arg(table, server ? QStringLiteral(" (orvane-translator shared-init makes "
+                                                        "one)")
+                                       : QString());
         }
+        if (server && !MayWriteSharedTables(database))
+            return QStringLiteral("The account it connects with may not read and write its "
+                                  "tables: ask its administrator for the rights that "
+                                  "orvane-translator shared-init lists.");
         EnsureUnitField(database, QStringLiteral("tblCodelink"));
         EnsureUnitField(database, QStringLiteral("tblImportErrors"));
         AddRetValToAppendStrings(database);
@@ -73,8 +93,22 @@ bool CheckSharedDatabase(const QString& path) {
     const QString problem = PrepareSharedDatabase(path);
     if (problem.isEmpty())
         return true;
-    platform::msgBox(path + QStringLiteral("\r\nIs Not a Valid Shared Database\r\n") + problem);
+    platform::msgBox(platform::displayLocation(path) +
+                     QStringLiteral("\r\nIs Not a Valid Shared Database\r\n") + problem);
     return false;
+}
+
+bool MayWriteSharedTables(platform::Database& database) {
+    if (database.engine() != platform::Engine::Postgres)
+        return true;
+    for (const QString& table : kSharedTables) {
+        platform::Recordset allowed = database.openRecordset(
+            QStringLiteral("SELECT has_table_privilege('%1', 'SELECT, INSERT, UPDATE, DELETE')")
+                .arg(table.toLower()));
+        if (allowed.eof() || !allowed.value(0).toBool())
+            return false;
+    }
+    return true;
 }
 
 } // namespace db

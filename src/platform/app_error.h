@@ -39,6 +39,8 @@ inline constexpr int InvalidFieldType = 3259;
 inline constexpr int UnrecognizedFormat = 3343;
 inline constexpr int ReadOnly = 3027;
 inline constexpr int DatabaseError = 3146;        // any other engine failure
+inline constexpr int ServerUnreachable = 3151;    // connecting failed, or the connection was lost
+inline constexpr int NoPermission = 3112;         // the server's account may not do this
 inline constexpr int QuickBooksUnavailable = 429; // the request processor cannot be created
 inline constexpr int QuickBooksFailed = 440;      // the request processor refused a call
 } // namespace err

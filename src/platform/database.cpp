@@ -11,10 +11,13 @@
 #include <QRegularExpression>
 #include <QSqlDriver>
 #include <QSqlError>
+#include <QSqlIndex>
 #include <QSqlRecord>
 #include <QUrl>
+#include <QUrlQuery>
 
 #include <algorithm>
+#include <sqlite3.h>
 #include <utility>
 
 namespace platform {
@@ -32,6 +35,28 @@ QString quoted(const QString& identifier) {
     return u'"' + escaped + u'"';
 }
 
+// A name of the program's tables and fields in a statement: the server keeps them in lower case,
+// as they were created unquoted.
+QString quotedName(Engine engine, const QString& identifier) {
+    return quoted(engine == Engine::Postgres ? identifier.toLower() : identifier);
+}
+
+QString rowIdOf(Engine engine) {
+    return engine == Engine::Postgres ? kServerRowId : QStringLiteral("rowid");
+}
+
+QString translate(Engine engine, const QString& jetSql) {
+    return engine == Engine::Postgres ? jetToPostgres(jetSql) : jetToSqlite(jetSql);
+}
+
+// "?1", "?2" ... as the server numbers parameters: "$1", "$2" ...
+QString serverParameters(const QString& sql) {
+    static const QRegularExpression numbered(QStringLiteral("\\?(\\d+)"));
+    QString result = sql;
+    result.replace(numbered, QStringLiteral("$\\1"));
+    return result;
+}
+
 // --- error reporting ----------------------------------------------------------------------
 
 int primaryCode(const QSqlError& error) {
@@ -40,7 +65,50 @@ int primaryCode(const QSqlError& error) {
     return ok ? (code & 0xff) : -1;
 }
 
-[[noreturn]] void raise(const QSqlError& error, const QString& path, const QString& statement) {
+// The server's errors, by the SQLSTATE it reports.
+[[noreturn]] void raiseServer(const QSqlError& error, const QString& location,
+                              const QString& statement) {
+    const QString detail =
+        (error.databaseText().isEmpty() ? error.text() : error.databaseText()).trimmed();
+    const QString state = error.nativeErrorCode();
+    // A lost connection is reported by libpq itself, without a SQLSTATE, or by the server
+    // shutting down ("57P01" and the "08" class).
+    const bool clientSide = state.isEmpty() && detail.contains(u"connection", Qt::CaseInsensitive);
+    if (error.type() == QSqlError::ConnectionError || state.startsWith(u"08") ||
+        state == u"57P01" || clientSide)
+        throw AppError(err::ServerUnreachable,
+                       QStringLiteral("Cannot reach the shared database server %1 (%2). Check that "
+                                      "the server is running and this computer can reach it.")
+                           .arg(location, detail));
+    if (state == u"23505")
+        throw AppError(err::DuplicateKey,
+                       QStringLiteral("The changes you requested to the table were not "
+                                      "successful because they would create duplicate values in "
+                                      "the index, primary key, or relationship."));
+    if (state == u"42P01")
+        throw AppError(err::TableNotFound,
+                       QStringLiteral("Cannot find the table named in \"%1\" on %2 (%3).")
+                           .arg(statement, location, detail));
+    if (state == u"42501")
+        throw AppError(err::NoPermission,
+                       QStringLiteral("The shared database %1 does not allow this account to do "
+                                      "it (%2). Ask its administrator for the rights that "
+                                      "\"orvane-translator shared-init\" lists.")
+                           .arg(location, detail));
+    if (state == u"55P03" || state == u"40P01" || state == u"40001")
+        throw AppError(err::FileLocked,
+                       QStringLiteral("The shared database %1 is busy with another workstation's "
+                                      "changes (%2). Try again.")
+                           .arg(location, detail));
+    throw AppError(
+        err::DatabaseError,
+        QStringLiteral("Database error on %1: %2\nStatement: %3").arg(location, detail, statement));
+}
+
+[[noreturn]] void raise(const QSqlError& error, const QString& path, const QString& statement,
+                        Engine engine = Engine::Sqlite) {
+    if (engine == Engine::Postgres)
+        raiseServer(error, path, statement);
     const QString detail = error.databaseText().isEmpty() ? error.text() : error.databaseText();
     switch (primaryCode(error)) {
     case 5: // busy
@@ -62,11 +130,12 @@ int primaryCode(const QSqlError& error) {
                            .arg(QDir::toNativeSeparators(path)));
     case 11: // corrupt
     case 26: // not a database
-        throw AppError(err::UnrecognizedFormat,
-                       QStringLiteral("The database '%1' is damaged (%2). Repair it with File > Repair "
-                                      "Data, or, when the program cannot start, with the "
-                                      "command: orvane-translator repair")
-                           .arg(QDir::toNativeSeparators(path), detail));
+        throw AppError(
+            err::UnrecognizedFormat,
+            QStringLiteral("The database '%1' is damaged (%2). Repair it with File > Repair "
+                           "Data, or, when the program cannot start, with the "
+                           "command: orvane-translator repair")
+                .arg(QDir::toNativeSeparators(path), detail));
     case 10: // I/O error
         throw AppError(err::DatabaseError,
                        QStringLiteral("Could not read or write the database '%1' (%2). Check that "
@@ -95,6 +164,63 @@ int primaryCode(const QSqlError& error) {
     throw AppError(err::DatabaseError, QStringLiteral("Database error in '%1': %2\nStatement: %3")
                                            .arg(QDir::toNativeSeparators(path), detail, statement));
 }
+
+// A statement prepared on the server and run many times.
+class ServerStatement final : public Statement {
+public:
+    ServerStatement(const QSqlDatabase& db, QString sql, QString location)
+        : query_(db)
+        , sql_(std::move(sql))
+        , location_(std::move(location)) {
+        if (!query_.prepare(sql_))
+            raiseServer(query_.lastError(), location_, sql_);
+    }
+
+    void bind(int index, const QVariant& value) override { parameter(index) = value; }
+    void bindText(int index, QStringView value) override { parameter(index) = value.toString(); }
+    void bindNumber(int index, double value) override { parameter(index) = value; }
+    void bindNull(int index) override { parameter(index) = QVariant(); }
+
+    bool next() override {
+        if (!running_) {
+            for (int i = 0; i < parameters_.size(); ++i)
+                query_.bindValue(i, parameters_[i]);
+            if (!query_.exec())
+                raiseServer(query_.lastError(), location_, sql_);
+            changes_ = query_.numRowsAffected();
+            running_ = true;
+        }
+        if (query_.isSelect() && query_.next())
+            return true;
+        reset();
+        return false;
+    }
+    void reset() override {
+        query_.finish();
+        running_ = false;
+    }
+
+    int columnCount() const override { return query_.record().count(); }
+    QVariant value(int column) const override { return query_.value(column); }
+    qint64 int64(int column) const override { return query_.value(column).toLongLong(); }
+    QString text(int column) const override { return query_.value(column).toString(); }
+    bool isNull(int column) const override { return query_.isNull(column); }
+    int changes() const override { return changes_; }
+
+private:
+    QVariant& parameter(int index) {
+        if (parameters_.size() < index)
+            parameters_.resize(index);
+        return parameters_[index - 1];
+    }
+
+    QSqlQuery query_;
+    QString sql_;
+    QString location_;
+    QVector<QVariant> parameters_;
+    bool running_ = false;
+    int changes_ = 0;
+};
 
 // --- opening ------------------------------------------------------------------------------
 
@@ -153,6 +279,30 @@ QString sqlTypeFor(int type, int size) {
     }
 }
 
+// The server's types: text compares without regard to case (citext), as the files' NOCASE does.
+QString serverTypeFor(int type) {
+    switch (type) {
+    case fieldtype::Boolean:
+        return QStringLiteral("boolean");
+    case fieldtype::Byte:
+    case fieldtype::Integer:
+    case fieldtype::Long:
+        return QStringLiteral("integer");
+    case fieldtype::Currency:
+        return QStringLiteral("numeric");
+    case fieldtype::Single:
+    case fieldtype::Double:
+        return QStringLiteral("double precision");
+    case fieldtype::Date:
+        return QStringLiteral("timestamp");
+    case fieldtype::Text:
+    case fieldtype::Memo:
+        return QStringLiteral("citext");
+    default:
+        throw AppError(err::InvalidFieldType, QStringLiteral("Invalid field data type."));
+    }
+}
+
 QStringList pragmaColumn(const QSqlDatabase& db, const QString& pragma, int column) {
     QSqlQuery query(db);
     QStringList values;
@@ -193,7 +343,19 @@ bool isTableName(const QString& text) {
 
 } // namespace
 
-// --- file names ----------------------------------------------------------------------------
+// --- names -----------------------------------------------------------------------------------
+
+bool isServerLocation(const QString& name) {
+    const QString trimmed = name.trimmed();
+    return trimmed.startsWith(u"postgresql://", Qt::CaseInsensitive) ||
+           trimmed.startsWith(u"postgres://", Qt::CaseInsensitive);
+}
+
+QString displayLocation(const QString& name) {
+    if (isServerLocation(name))
+        return QUrl(name.trimmed()).toDisplayString(QUrl::RemovePassword);
+    return QDir::toNativeSeparators(name);
+}
 
 QString resolveDatabaseFile(const QString& name) {
     QString path = name;
@@ -225,7 +387,13 @@ int Database::busyTimeoutMs() {
     return g_busyTimeoutMs;
 }
 
-Database Database::open(const QString& name) {
+Database Database::open(const QString& name, int connectTimeoutSeconds) {
+    if (isServerLocation(name))
+        return openServer(name, connectTimeoutSeconds);
+    return openFile(name);
+}
+
+Database Database::openFile(const QString& name) {
     const QString path = resolveDatabaseFile(name);
     const QFileInfo info(path);
     if (!info.exists() || !info.isFile())
@@ -253,24 +421,83 @@ Database Database::open(const QString& name) {
                 QStringLiteral("Could not find file '%1'.").arg(QDir::toNativeSeparators(path)));
         raise(failure, path, QStringLiteral("open"));
     }
-    return Database(connection, path);
+    return Database(connection, path, Engine::Sqlite);
 }
 
-Database::Database(QString connectionName, QString path)
+// A server named by a libpq connection URI. A password is taken from the URI when it holds one,
+// but libpq's password file (~/.pgpass, PGPASSFILE) or the server's peer authentication over a
+// Unix socket are the ways to keep one out of the settings.
+Database Database::openServer(const QString& uri, int connectTimeoutSeconds) {
+    const QString location = displayLocation(uri);
+    if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QPSQL")))
+        throw AppError(err::ServerUnreachable,
+                       QStringLiteral("Cannot use the shared database server %1: the program's "
+                                      "PostgreSQL support (Qt's QPSQL driver; on Debian the "
+                                      "package libqt6sql6-psql) is not installed.")
+                           .arg(location));
+    const QUrl url(uri);
+    const QUrlQuery query(url);
+    const QString connection =
+        QStringLiteral("orvane-db-%1").arg(g_connectionCounter.fetchAndAddRelaxed(1));
+    QSqlError failure;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), connection);
+        db.setHostName(query.hasQueryItem(QStringLiteral("host"))
+                           ? query.queryItemValue(QStringLiteral("host"), QUrl::FullyDecoded)
+                           : url.host());
+        if (url.port() > 0)
+            db.setPort(url.port());
+        db.setDatabaseName(url.path().mid(1));
+        db.setUserName(url.userName().isEmpty()
+                           ? query.queryItemValue(QStringLiteral("user"), QUrl::FullyDecoded)
+                           : url.userName());
+        db.setPassword(url.password());
+        QStringList options{QStringLiteral("connect_timeout=%1").arg(connectTimeoutSeconds),
+                            QStringLiteral("application_name=orvane-translator")};
+        for (const auto& [key, value] : query.queryItems(QUrl::FullyDecoded)) {
+            if (key != u"host" && key != u"user")
+                options << key + u'=' + value;
+        }
+        db.setConnectOptions(options.join(u';'));
+        if (!db.open())
+            failure = db.lastError();
+    }
+    if (failure.isValid()) {
+        QSqlDatabase::removeDatabase(connection);
+        throw AppError(err::ServerUnreachable,
+                       QStringLiteral("Cannot connect to the shared database server %1 (%2).")
+                           .arg(location, failure.databaseText().trimmed().isEmpty()
+                                              ? failure.text()
+                                              : failure.databaseText().trimmed()));
+    }
+    Database database(connection, location, Engine::Postgres);
+    // Statements that wait for another workstation's lock give up as a file's busy timeout does.
+    database.setLockWait(g_busyTimeoutMs);
+    return database;
+}
+
+Database::Database(QString connectionName, QString path, Engine engine)
     : connectionName_(std::move(connectionName))
-    , path_(std::move(path)) {}
+    , path_(std::move(path))
+    , engine_(engine) {}
 
 Database::Database(Database&& other) noexcept
     : connectionName_(std::exchange(other.connectionName_, QString()))
-    , path_(std::move(other.path_)) {}
+    , path_(std::move(other.path_))
+    , engine_(other.engine_) {}
 
 Database& Database::operator=(Database&& other) noexcept {
     if (this != &other) {
         close();
         connectionName_ = std::exchange(other.connectionName_, QString());
         path_ = std::move(other.path_);
+        engine_ = other.engine_;
     }
     return *this;
+}
+
+QString Database::rowIdColumn() const {
+    return rowIdOf(engine_);
 }
 
 Database::~Database() {
@@ -295,20 +522,61 @@ QSqlDatabase Database::connection() const {
 }
 
 sqlite3* Database::nativeHandle() const {
+    if (engine_ != Engine::Sqlite)
+        throw AppError(err::DatabaseError,
+                       QStringLiteral("'%1' is not a database file.").arg(path_));
     const QVariant handle = connection().driver()->handle();
     return *static_cast<sqlite3* const*>(handle.constData());
 }
 
 int Database::execute(const QString& sql) {
-    const QString statement = jetToSqlite(sql);
+    QString statement = translate(engine_, sql);
+    if (engine_ == Engine::Postgres && statement.trimmed() == u"BEGIN IMMEDIATE")
+        statement = QStringLiteral("BEGIN");
     QSqlQuery query(connection());
     if (!query.exec(statement))
-        raise(query.lastError(), path_, sql);
+        raise(query.lastError(), path_, sql, engine_);
     return query.numRowsAffected();
 }
 
+void Database::executeNative(const QString& sql) {
+    QSqlQuery query(connection());
+    if (!query.exec(sql))
+        raise(query.lastError(), path_, sql, engine_);
+}
+
+QString Database::exactText(const QString& column) const {
+    return engine_ == Engine::Postgres ? column + QStringLiteral("::text")
+                                       : column + QStringLiteral(" COLLATE BINARY");
+}
+
+void Database::setLockWait(int milliseconds) {
+    if (engine_ == Engine::Sqlite)
+        sqlite3_busy_timeout(nativeHandle(), milliseconds);
+    else
+        execute(QStringLiteral("SET lock_timeout = %1").arg(milliseconds));
+}
+
+void Database::makeReadOnly() {
+    execute(engine_ == Engine::Sqlite
+                ? QStringLiteral("PRAGMA query_only = 1")
+                : QStringLiteral("SET SESSION CHARACTERISTICS AS TRANSACTION READ ONLY"));
+}
+
+void Database::reconnect() {
+    if (engine_ != Engine::Postgres)
+        return;
+    QSqlDatabase db = connection();
+    db.close();
+    if (!db.open())
+        raise(db.lastError(), path_, QStringLiteral("connect"), engine_);
+    setLockWait(g_busyTimeoutMs);
+}
+
 std::unique_ptr<Statement> Database::prepare(const QString& sql) {
-    return std::make_unique<SqliteStatement>(nativeHandle(), sql, path_);
+    if (engine_ == Engine::Sqlite)
+        return std::make_unique<SqliteStatement>(nativeHandle(), sql, path_);
+    return std::make_unique<ServerStatement>(connection(), serverParameters(sql), path_);
 }
 
 Recordset Database::openRecordset(const QString& sqlOrTable) {
@@ -318,9 +586,9 @@ Recordset Database::openRecordset(const QString& sqlOrTable) {
             throw AppError(err::TableNotFound,
                            QStringLiteral("Could not find table '%1' in '%2'.")
                                .arg(sqlOrTable.trimmed(), QDir::toNativeSeparators(path_)));
-        sql = QStringLiteral("SELECT * FROM ") + quoted(sqlOrTable.trimmed());
+        sql = QStringLiteral("SELECT * FROM ") + quotedName(engine_, sqlOrTable.trimmed());
     } else {
-        sql = jetToSqlite(sqlOrTable);
+        sql = translate(engine_, sqlOrTable);
     }
 
     QString selectList;
@@ -328,32 +596,38 @@ Recordset Database::openRecordset(const QString& sqlOrTable) {
     const QString table = updatableBaseTable(sql, &selectList, &listStart);
     QString statement = sql;
     if (!table.isEmpty())
-        statement.insert(listStart, quoted(table) + QStringLiteral(".rowid AS ") + kRowIdAlias +
+        statement.insert(listStart, quotedName(engine_, table) + u'.' + rowIdColumn() +
+                                        QStringLiteral(" AS ") + kRowIdAlias +
                                         QStringLiteral(", "));
 
     QSqlQuery query(connection());
     query.setForwardOnly(true);
     if (!query.exec(statement))
-        raise(query.lastError(), path_, sqlOrTable);
+        raise(query.lastError(), path_, sqlOrTable, engine_);
 
-    Recordset result(connection(), table, path_);
+    Recordset result(connection(), table, path_, engine_);
     const QSqlRecord record = query.record();
-    const int first = table.isEmpty() ? 0 : 1;
+    // The row id is read apart; the server's row id column is not one of the fields.
+    QVector<int> columns;
     QStringList fields;
-    for (int i = first; i < record.count(); ++i)
+    for (int i = table.isEmpty() ? 0 : 1; i < record.count(); ++i) {
+        if (engine_ == Engine::Postgres && record.fieldName(i) == kServerRowId)
+            continue;
+        columns << i;
         fields << record.fieldName(i);
+    }
     result.setFields(fields);
     while (query.next()) {
         Recordset::Row row;
         if (!table.isEmpty())
             row.rowid = query.value(0).toLongLong();
         row.values.reserve(fields.size());
-        for (int i = first; i < record.count(); ++i)
-            row.values.append(query.value(i));
+        for (const int column : columns)
+            row.values.append(query.value(column));
         result.rows_.push_back(std::move(row));
     }
     if (query.lastError().isValid())
-        raise(query.lastError(), path_, sqlOrTable);
+        raise(query.lastError(), path_, sqlOrTable, engine_);
     result.pos_ = 0;
     return result;
 }
@@ -362,7 +636,7 @@ Table Database::openTable(const QString& name) {
     if (!hasTable(name))
         throw AppError(err::TableNotFound, QStringLiteral("Could not find table '%1' in '%2'.")
                                                .arg(name, QDir::toNativeSeparators(path_)));
-    return Table(connection(), name, path_);
+    return Table(connection(), name, path_, engine_);
 }
 
 QStringList Database::tableNames() const {
@@ -370,8 +644,14 @@ QStringList Database::tableNames() const {
 }
 
 QStringList Database::fieldNames(const QString& table) const {
-    return pragmaColumn(connection(), QStringLiteral("PRAGMA table_info(%1)").arg(quoted(table)),
-                        1);
+    const QSqlRecord record =
+        connection().record(engine_ == Engine::Postgres ? table.toLower() : table);
+    QStringList names;
+    for (int i = 0; i < record.count(); ++i) {
+        if (engine_ != Engine::Postgres || record.fieldName(i) != kServerRowId)
+            names << record.fieldName(i);
+    }
+    return names;
 }
 
 bool Database::hasTable(const QString& name) const {
@@ -390,20 +670,39 @@ bool Database::hasField(const QString& table, const QString& field) const {
 
 void Database::addField(const QString& table, const QString& field, int type, int size) {
     // A size only means something for a text field; any other type ignores it.
-    const QString sqlType = sqlTypeFor(type, type == fieldtype::Text ? size : 0);
+    const QString sqlType = engine_ == Engine::Postgres
+                                ? serverTypeFor(type)
+                                : sqlTypeFor(type, type == fieldtype::Text ? size : 0);
     QSqlQuery query(connection());
-    const QString statement = QStringLiteral("ALTER TABLE %1 ADD COLUMN %2 %3")
-                                  .arg(quoted(table), quoted(field), sqlType);
+    const QString statement =
+        QStringLiteral("ALTER TABLE %1 ADD COLUMN %2 %3")
+            .arg(quotedName(engine_, table), quotedName(engine_, field), sqlType);
     if (!query.exec(statement))
-        raise(query.lastError(), path_, statement);
+        raise(query.lastError(), path_, statement, engine_);
 }
 
 // --- RecordCursor ------------------------------------------------------------------------------
 
-RecordCursor::RecordCursor(QSqlDatabase db, QString table, QString path)
+RecordCursor::RecordCursor(QSqlDatabase db, QString table, QString path, Engine engine)
     : db_(std::move(db))
     , table_(std::move(table))
-    , path_(std::move(path)) {}
+    , path_(std::move(path))
+    , engine_(engine) {}
+
+QString RecordCursor::rowIdColumn() const {
+    return rowIdOf(engine_);
+}
+
+QString RecordCursor::quotedTable() const {
+    return quotedName(engine_, table_);
+}
+
+QString RecordCursor::columnList() const {
+    QStringList names;
+    for (const QString& field : fields_)
+        names << quotedName(engine_, field);
+    return names.join(u", ");
+}
 
 void RecordCursor::setFields(const QStringList& fields) {
     fields_ = fields;
@@ -499,12 +798,9 @@ void RecordCursor::update() {
     } else {
         const qint64 rowid = writeNew();
         QSqlQuery reread(db_);
-        QStringList names;
-        for (const QString& field : fields_)
-            names << quoted(field);
         QVector<QVariant> values = buffer_;
-        if (reread.exec(QStringLiteral("SELECT %1 FROM %2 WHERE rowid = %3")
-                            .arg(names.join(u", "), quoted(table_))
+        if (reread.exec(QStringLiteral("SELECT %1 FROM %2 WHERE %3 = %4")
+                            .arg(columnList(), quotedTable(), rowIdColumn())
                             .arg(rowid)) &&
             reread.next()) {
             for (int i = 0; i < fieldCount(); ++i)
@@ -521,20 +817,20 @@ void RecordCursor::writeEdit(qint64 rowid) {
     for (int i = 0; i < fieldCount(); ++i) {
         if (!dirty_[i])
             continue;
-        assignments << quoted(fields_[i]) + QStringLiteral(" = ?");
+        assignments << quotedName(engine_, fields_[i]) + QStringLiteral(" = ?");
         bound << buffer_[i];
     }
     if (assignments.isEmpty())
         return;
-    const QString statement = QStringLiteral("UPDATE %1 SET %2 WHERE rowid = ?")
-                                  .arg(quoted(table_), assignments.join(u", "));
+    const QString statement = QStringLiteral("UPDATE %1 SET %2 WHERE %3 = ?")
+                                  .arg(quotedTable(), assignments.join(u", "), rowIdColumn());
     QSqlQuery query(db_);
     query.prepare(statement);
     for (const QVariant& v : bound)
         query.addBindValue(v);
     query.addBindValue(rowid);
     if (!query.exec())
-        raise(query.lastError(), path_, statement);
+        raise(query.lastError(), path_, statement, engine_);
 }
 
 qint64 RecordCursor::writeNew() {
@@ -543,24 +839,29 @@ qint64 RecordCursor::writeNew() {
     for (int i = 0; i < fieldCount(); ++i) {
         if (!dirty_[i])
             continue;
-        columns << quoted(fields_[i]);
+        columns << quotedName(engine_, fields_[i]);
         bound << buffer_[i];
     }
     QString statement;
     if (columns.isEmpty()) {
-        statement = QStringLiteral("INSERT INTO %1 DEFAULT VALUES").arg(quoted(table_));
+        statement = QStringLiteral("INSERT INTO %1 DEFAULT VALUES").arg(quotedTable());
     } else {
         QStringList marks;
         marks.fill(QStringLiteral("?"), columns.size());
         statement = QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
-                        .arg(quoted(table_), columns.join(u", "), marks.join(u", "));
+                        .arg(quotedTable(), columns.join(u", "), marks.join(u", "));
     }
+    // The server names the new row's id itself; a file's is the last inserted row id.
+    if (engine_ == Engine::Postgres)
+        statement += QStringLiteral(" RETURNING ") + kServerRowId;
     QSqlQuery query(db_);
     query.prepare(statement);
     for (const QVariant& v : bound)
         query.addBindValue(v);
     if (!query.exec())
-        raise(query.lastError(), path_, statement);
+        raise(query.lastError(), path_, statement, engine_);
+    if (engine_ == Engine::Postgres)
+        return query.next() ? query.value(0).toLongLong() : 0;
     return query.lastInsertId().toLongLong();
 }
 
@@ -570,19 +871,20 @@ void RecordCursor::deleteCurrent() {
     if (!rowid)
         throw AppError(err::NoCurrentRecord, QStringLiteral("No current record."));
     QSqlQuery query(db_);
-    const QString statement = QStringLiteral("DELETE FROM %1 WHERE rowid = ?").arg(quoted(table_));
+    const QString statement =
+        QStringLiteral("DELETE FROM %1 WHERE %2 = ?").arg(quotedTable(), rowIdColumn());
     query.prepare(statement);
     query.addBindValue(*rowid);
     if (!query.exec())
-        raise(query.lastError(), path_, statement);
+        raise(query.lastError(), path_, statement, engine_);
     cancelUpdate();
     currentDeleted();
 }
 
 // --- Recordset ---------------------------------------------------------------------------------
 
-Recordset::Recordset(QSqlDatabase db, QString table, QString path)
-    : RecordCursor(std::move(db), std::move(table), std::move(path)) {}
+Recordset::Recordset(QSqlDatabase db, QString table, QString path, Engine engine)
+    : RecordCursor(std::move(db), std::move(table), std::move(path), engine) {}
 
 int Recordset::recordCount() const {
     return static_cast<int>(
@@ -653,21 +955,42 @@ void Recordset::currentDeleted() {
 
 // --- Table ---------------------------------------------------------------------------------------
 
-Table::Table(QSqlDatabase db, QString table, QString path)
-    : RecordCursor(std::move(db), std::move(table), std::move(path))
-    , seekQuery_(db_)
-    , rowQuery_(db_) {
-    setFields(pragmaColumn(db_, QStringLiteral("PRAGMA table_info(%1)").arg(quoted(table_)), 1));
-    rowQuery_.prepare(QStringLiteral("SELECT * FROM %1 WHERE rowid = ?").arg(quoted(table_)));
+Table::Table(QSqlDatabase db, QString table, QString path, Engine engine)
+    : RecordCursor(std::move(db), std::move(table), std::move(path), engine) {
+    const QSqlRecord record = db_.record(engine_ == Engine::Postgres ? table_.toLower() : table_);
+    QStringList fields;
+    for (int i = 0; i < record.count(); ++i) {
+        if (engine_ != Engine::Postgres || record.fieldName(i) != kServerRowId)
+            fields << record.fieldName(i);
+    }
+    setFields(fields);
+    prepareQueries();
     positionAtFirst();
+}
+
+// The row and seek statements name their columns: the server's row id column is not a field.
+void Table::prepareQueries() {
+    rowQuery_ = QSqlQuery(db_);
+    const QString row = QStringLiteral("SELECT %1 FROM %2 WHERE %3 = ?")
+                            .arg(columnList(), quotedTable(), rowIdColumn());
+    if (!rowQuery_.prepare(row))
+        raise(rowQuery_.lastError(), path_, row, engine_);
+    seekQuery_ = QSqlQuery(db_);
+    if (indexColumns_.isEmpty())
+        return;
+    const QString seek = QStringLiteral("SELECT %1, %2 FROM %3 WHERE %4 = ?")
+                             .arg(rowIdColumn(), columnList(), quotedTable(),
+                                  quotedName(engine_, indexColumns_.first()));
+    if (!seekQuery_.prepare(seek))
+        raise(seekQuery_.lastError(), path_, seek, engine_);
 }
 
 QString Table::orderBy() const {
     QStringList order;
     for (const QString& column : indexColumns_)
-        order << quoted(column);
+        order << quotedName(engine_, column);
     if (order.isEmpty())
-        order << QStringLiteral("rowid");
+        order << rowIdColumn();
     return order.join(u", ");
 }
 
@@ -676,11 +999,11 @@ void Table::positionAtFirst() {
     keyset_.reset();
     keysetPos_ = kUnknownPosition;
     rowDeleted_ = false;
-    const QString statement =
-        QStringLiteral("SELECT rowid FROM %1 ORDER BY %2 LIMIT 1").arg(quoted(table_), orderBy());
+    const QString statement = QStringLiteral("SELECT %1 FROM %2 ORDER BY %3 LIMIT 1")
+                                  .arg(rowIdColumn(), quotedTable(), orderBy());
     QSqlQuery query(db_);
     if (!query.exec(statement))
-        raise(query.lastError(), path_, statement);
+        raise(query.lastError(), path_, statement, engine_);
     if (query.next())
         loadRow(query.value(0).toLongLong());
     else
@@ -701,36 +1024,49 @@ void Table::locateInKeyset() {
 void Table::setIndex(const QString& name) {
     QStringList columns;
     if (name.compare(u"PrimaryKey", Qt::CaseInsensitive) == 0) {
-        QSqlQuery info(db_);
-        info.exec(QStringLiteral("PRAGMA table_info(%1)").arg(quoted(table_)));
-        QMap<int, QString> keyColumns;
-        while (info.next()) {
-            if (info.value(5).toInt() > 0)
-                keyColumns.insert(info.value(5).toInt(), info.value(1).toString());
-        }
-        columns = keyColumns.values();
-    } else {
+        const QSqlIndex key =
+            db_.primaryIndex(engine_ == Engine::Postgres ? table_.toLower() : table_);
+        for (int i = 0; i < key.count(); ++i)
+            columns << key.fieldName(i);
+    } else if (engine_ == Engine::Sqlite) {
         columns = pragmaColumn(db_, QStringLiteral("PRAGMA index_info(%1)").arg(quoted(name)), 2);
     }
     if (columns.isEmpty())
         throw AppError(err::ItemNotFound,
                        QStringLiteral("'%1' is not an index in table '%2'.").arg(name, table_));
     indexColumns_ = columns;
-    const QString statement = QStringLiteral("SELECT rowid, * FROM %1 WHERE %2 = ?")
-                                  .arg(quoted(table_), quoted(columns.first()));
-    if (!seekQuery_.prepare(statement))
-        raise(seekQuery_.lastError(), path_, statement);
+    prepareQueries();
     positionAtFirst();
 }
 
+// A seek on the server that finds its connection lost connects again once: scanning goes on as
+// soon as the server is back.
 void Table::seek(const QVariant& key) {
     if (indexColumns_.isEmpty())
         throw AppError(err::ItemNotFound,
                        QStringLiteral("Operation is not supported without a current index."));
     cancelUpdate();
+    try {
+        runSeek(key);
+    } catch (const AppError& error) {
+        if (engine_ != Engine::Postgres || error.number() != err::ServerUnreachable)
+            throw;
+        // The statements prepared in the lost session go with it.
+        seekQuery_ = QSqlQuery();
+        rowQuery_ = QSqlQuery();
+        db_.close();
+        if (!db_.open())
+            raise(db_.lastError(), path_, QStringLiteral("connect"), engine_);
+        QSqlQuery(db_).exec(QStringLiteral("SET lock_timeout = %1").arg(g_busyTimeoutMs));
+        prepareQueries();
+        runSeek(key);
+    }
+}
+
+void Table::runSeek(const QVariant& key) {
     seekQuery_.bindValue(0, key);
     if (!seekQuery_.exec())
-        raise(seekQuery_.lastError(), path_, seekQuery_.lastQuery());
+        raise(seekQuery_.lastError(), path_, seekQuery_.lastQuery(), engine_);
     noMatch_ = !seekQuery_.next();
     rowDeleted_ = false;
     if (noMatch_) {
@@ -747,19 +1083,19 @@ void Table::seek(const QVariant& key) {
 
 int Table::recordCount() const {
     QSqlQuery query(db_);
-    const QString statement = QStringLiteral("SELECT count(*) FROM %1").arg(quoted(table_));
+    const QString statement = QStringLiteral("SELECT count(*) FROM %1").arg(quotedTable());
     if (!query.exec(statement) || !query.next())
-        raise(query.lastError(), path_, statement);
+        raise(query.lastError(), path_, statement, engine_);
     return query.value(0).toInt();
 }
 
 void Table::loadKeyset() {
-    const QString statement =
-        QStringLiteral("SELECT rowid FROM %1 ORDER BY %2").arg(quoted(table_), orderBy());
+    const QString statement = QStringLiteral("SELECT %1 FROM %2 ORDER BY %3")
+                                  .arg(rowIdColumn(), quotedTable(), orderBy());
     QSqlQuery query(db_);
     query.setForwardOnly(true);
     if (!query.exec(statement))
-        raise(query.lastError(), path_, statement);
+        raise(query.lastError(), path_, statement, engine_);
     std::vector<qint64> keys;
     while (query.next())
         keys.push_back(query.value(0).toLongLong());
@@ -769,7 +1105,7 @@ void Table::loadKeyset() {
 void Table::loadRow(qint64 rowid) {
     rowQuery_.bindValue(0, rowid);
     if (!rowQuery_.exec())
-        raise(rowQuery_.lastError(), path_, rowQuery_.lastQuery());
+        raise(rowQuery_.lastError(), path_, rowQuery_.lastQuery(), engine_);
     rowDeleted_ = !rowQuery_.next();
     rowid_ = rowid;
     row_.resize(fieldCount());

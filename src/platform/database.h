@@ -36,6 +36,23 @@ inline constexpr int Text = 10;
 inline constexpr int Memo = 12;
 } // namespace fieldtype
 
+// The two engines a database lives in: SQLite files (the program's own files and a shared file on
+// a network share) and a PostgreSQL server (a shared translation database for many
+// workstations).
+enum class Engine { Sqlite, Postgres };
+
+// Whether a database name is a PostgreSQL connection URI ("postgresql://[user@]host[:port]/db",
+// "postgresql:///db?host=/run/postgresql") rather than a file.
+bool isServerLocation(const QString& name);
+
+// A database name as it may be shown to the user: a file in the system's notation, a server URI
+// without any password in it.
+QString displayLocation(const QString& name);
+
+// The column that identifies a row of the program's tables: SQLite's rowid; on the server the
+// column "orvane_id" that the shared tables are made with (see SharedTablesSql).
+inline const QString kServerRowId = QStringLiteral("orvane_id");
+
 // The file a database name refers to: "\" separators are taken as "/", ".mdb" is supplied when
 // the name has no extension, and the file name is matched without regard to case within its
 // folder ("dbScan" finds "dbscan.mdb"). When nothing matches, the path as it would be is
@@ -46,7 +63,9 @@ QString resolveDatabaseFile(const QString& name);
 // goes away; record sets and tables opened from it must go away first.
 class Database {
 public:
-    static Database open(const QString& name);
+    // A file by its name, or a server by its connection URI (isServerLocation). Connecting to a
+    // server gives up after connectTimeoutSeconds.
+    static Database open(const QString& name, int connectTimeoutSeconds = 10);
 
     // How long a statement waits for a lock held by another program before it fails.
     static void setBusyTimeoutMs(int milliseconds);
@@ -58,12 +77,36 @@ public:
     Database& operator=(const Database&) = delete;
     ~Database();
 
+    // The file's path, or the server's URI without a password.
     const QString& path() const { return path_; }
     bool isOpen() const { return !connectionName_.isEmpty(); }
     void close();
+    Engine engine() const { return engine_; }
+    // The column that identifies a row ("rowid" in a file, kServerRowId on the server).
+    QString rowIdColumn() const;
 
     // Runs a statement (Jet or SQLite dialect) that returns no rows; gives the rows it changed.
+    // "BEGIN IMMEDIATE" takes the write lock at once in a file and begins a transaction on the
+    // server, where rows are locked as they are written.
     int execute(const QString& sql);
+
+    // A text column compared exactly, letter case included, in a condition (the tables' own
+    // comparison ignores case).
+    QString exactText(const QString& column) const;
+
+    // Runs a statement written in the engine's own dialect, as it stands (setting a database up).
+    void executeNative(const QString& sql);
+
+    // How long statements of this connection wait for a lock before they fail (a file's busy
+    // timeout, the server's lock timeout).
+    void setLockWait(int milliseconds);
+    // This connection only reads from now on; the engine refuses writes through it.
+    void makeReadOnly();
+
+    // On the server: after the connection was lost (the server restarted, the network went
+    // away), connects again. Throws AppError ServerUnreachable while the server cannot be
+    // reached. Record sets and tables opened before are not usable afterwards.
+    void reconnect();
 
     // A statement to run many times, with parameters "?1", "?2" ... (imports, paging).
     std::unique_ptr<Statement> prepare(const QString& sql);
@@ -79,13 +122,17 @@ public:
     void addField(const QString& table, const QString& field, int type, int size);
 
     QSqlDatabase connection() const;
+    // The SQLite connection itself (files only).
     sqlite3* nativeHandle() const;
 
 private:
-    Database(QString connectionName, QString path);
+    Database(QString connectionName, QString path, Engine engine);
+    static Database openFile(const QString& name);
+    static Database openServer(const QString& uri, int connectTimeoutSeconds);
 
     QString connectionName_;
     QString path_;
+    Engine engine_ = Engine::Sqlite;
 };
 
 // A row cursor with the edit cycle the program's routines are written in: move to a row, read
@@ -113,7 +160,7 @@ public:
     bool isEditing() const { return mode_ != Mode::None; }
 
 protected:
-    RecordCursor(QSqlDatabase db, QString table, QString path);
+    RecordCursor(QSqlDatabase db, QString table, QString path, Engine engine);
 
     void setFields(const QStringList& fields);
     int fieldIndex(const QString& name) const; // -1 when absent
@@ -128,9 +175,14 @@ protected:
     const QVector<QVariant>* constCurrentValues() const;
     void requireUpdatable() const;
 
+    QString rowIdColumn() const;
+    QString quotedTable() const;
+    QString columnList() const;
+
     QSqlDatabase db_;
     QString table_;
     QString path_;
+    Engine engine_;
 
 private:
     enum class Mode { None, Edit, Add };
@@ -165,7 +217,7 @@ private:
         bool deleted = false;
     };
 
-    Recordset(QSqlDatabase db, QString table, QString path);
+    Recordset(QSqlDatabase db, QString table, QString path, Engine engine);
 
     QVector<QVariant>* currentValues() override;
     std::optional<qint64> currentRowId() const override;
@@ -199,7 +251,9 @@ public:
 
 private:
     friend class Database;
-    Table(QSqlDatabase db, QString table, QString path);
+    Table(QSqlDatabase db, QString table, QString path, Engine engine);
+    void prepareQueries();
+    void runSeek(const QVariant& key);
 
     QVector<QVariant>* currentValues() override;
     std::optional<qint64> currentRowId() const override;

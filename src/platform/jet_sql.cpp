@@ -1,6 +1,7 @@
 #include "platform/jet_sql.h"
 
 #include <QHash>
+#include <QRegularExpression>
 
 namespace platform {
 
@@ -20,19 +21,25 @@ bool isReservedFieldName(const QString& word) {
            word.compare(u"default", Qt::CaseInsensitive) == 0;
 }
 
-const QHash<QString, QString>& functionNames() {
-    static const QHash<QString, QString> names{{QStringLiteral("chr"), QStringLiteral("char")},
-                                               {QStringLiteral("ucase"), QStringLiteral("upper")},
-                                               {QStringLiteral("lcase"), QStringLiteral("lower")},
-                                               {QStringLiteral("len"), QStringLiteral("length")},
-                                               {QStringLiteral("mid"), QStringLiteral("substr")}};
-    return names;
+// Jet's functions under the names the target engine knows them by.
+const QHash<QString, QString>& functionNames(bool postgres) {
+    static const QHash<QString, QString> sqlite{{QStringLiteral("chr"), QStringLiteral("char")},
+                                                {QStringLiteral("ucase"), QStringLiteral("upper")},
+                                                {QStringLiteral("lcase"), QStringLiteral("lower")},
+                                                {QStringLiteral("len"), QStringLiteral("length")},
+                                                {QStringLiteral("mid"), QStringLiteral("substr")}};
+    static const QHash<QString, QString> server{{QStringLiteral("ucase"), QStringLiteral("upper")},
+                                                {QStringLiteral("lcase"), QStringLiteral("lower")},
+                                                {QStringLiteral("len"), QStringLiteral("length")},
+                                                {QStringLiteral("mid"), QStringLiteral("substr")}};
+    return postgres ? server : sqlite;
 }
 
 class Translator {
 public:
-    explicit Translator(const QString& source)
-        : in_(source) {
+    Translator(const QString& source, bool postgres)
+        : in_(source)
+        , postgres_(postgres) {
         out_.reserve(source.size() + 16);
     }
 
@@ -70,14 +77,55 @@ private:
             }
             text.append(in_[pos_++]);
         }
+        // On the server a text spliced together with "&" is text, not the table's case-blind
+        // text, and would compare with letter case: a vertical bar spliced in by the quoting
+        // rule (' & chr(124) & ') is kept inside the literal instead.
+        while (postgres_ && splicedBarFollows()) {
+            text.append(u'|');
+            appendLiteralText(text);
+        }
         text.replace(u'\'', QStringLiteral("''"));
         out_.append(u'\'').append(text).append(u'\'');
     }
 
+    // Whether the text at pos_ is `& chr(124) & '` (blanks around the parts allowed); if so,
+    // pos_ moves past it, onto the next literal's first character.
+    bool splicedBarFollows() {
+        static const QRegularExpression splice(
+            QStringLiteral("\\s*&\\s*chr\\s*\\(\\s*124\\s*\\)\\s*&\\s*'"),
+            QRegularExpression::CaseInsensitiveOption);
+        const QRegularExpressionMatch match =
+            splice.match(in_, pos_, QRegularExpression::NormalMatch,
+                         QRegularExpression::AnchorAtOffsetMatchOption);
+        if (!match.hasMatch())
+            return false;
+        pos_ += match.capturedLength();
+        return true;
+    }
+
+    // Reads a literal's text up to its closing quote (a doubled quote is one quote).
+    void appendLiteralText(QString& text) {
+        while (pos_ < in_.size()) {
+            if (in_[pos_] == u'\'') {
+                if (pos_ + 1 < in_.size() && in_[pos_ + 1] == u'\'') {
+                    text.append(u'\'');
+                    pos_ += 2;
+                    continue;
+                }
+                ++pos_;
+                return;
+            }
+            text.append(in_[pos_++]);
+        }
+    }
+
+    // The server keeps the program's names in lower case (they were created unquoted).
     void copyBracketedName() {
         const qsizetype end = in_.indexOf(u']', pos_ + 1);
         const qsizetype stop = end < 0 ? in_.size() : end;
         QString name = in_.mid(pos_ + 1, stop - pos_ - 1);
+        if (postgres_)
+            name = name.toLower();
         name.replace(u'"', QStringLiteral("\"\""));
         out_.append(u'"').append(name).append(u'"');
         pos_ = end < 0 ? in_.size() : end + 1;
@@ -109,18 +157,20 @@ private:
             return;
         }
         if (isCall) {
-            const auto mapped = functionNames().constFind(word.toLower());
-            out_.append(mapped != functionNames().cend() ? *mapped : word);
+            const auto& names = functionNames(postgres_);
+            const auto mapped = names.constFind(word.toLower());
+            out_.append(mapped != names.cend() ? *mapped : word);
             return;
         }
         if (isReservedFieldName(word)) {
-            out_.append(u'"').append(word).append(u'"');
+            out_.append(u'"').append(postgres_ ? word.toLower() : word).append(u'"');
             return;
         }
         out_.append(word);
     }
 
     const QString& in_;
+    bool postgres_;
     QString out_;
     qsizetype pos_ = 0;
 };
@@ -128,7 +178,11 @@ private:
 } // namespace
 
 QString jetToSqlite(const QString& jetSql) {
-    return Translator(jetSql).run();
+    return Translator(jetSql, false).run();
+}
+
+QString jetToPostgres(const QString& jetSql) {
+    return Translator(jetSql, true).run();
 }
 
 } // namespace platform

@@ -16,4 +16,9 @@ namespace platform {
 // Text inside literals is never touched.
 QString jetToSqlite(const QString& jetSql);
 
+// The same for a PostgreSQL server, where the program's tables and fields were created with
+// unquoted names and so are kept in lower case: bracketed names become lower-case quoted
+// identifiers, and chr() stays chr(); the rest is as for SQLite.
+QString jetToPostgres(const QString& jetSql);
+
 } // namespace platform

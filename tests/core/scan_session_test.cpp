@@ -8,7 +8,6 @@
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
-#include <QSignalSpy>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -20,20 +19,19 @@ using testsupport::FakeCommControl;
 namespace {
 
 // Records typed keys, and how many acknowledgements the port had sent when they were typed.
-class AckCheckingTyper : public platform::RecordingTyper {
-public:
+struct AckCheckingTyper : platform::RecordingTyper {
     explicit AckCheckingTyper(const FakeCommControl& port)
-        : port_(port) {}
+        : port(port) {}
     void type(const platform::KeyActions& actions) override {
-        acksBeforeTyping.push_back(port_.written().count('\x06'));
+        acksBeforeTyping.push_back(port.written().count('\x06'));
         RecordingTyper::type(actions);
     }
+    const FakeCommControl& port;
     std::vector<qsizetype> acksBeforeTyping;
-
-private:
-    const FakeCommControl& port_;
 };
 
+// A session on the shipped settings (line mode, no acknowledgement, Timeout=10) with a few
+// translations, typing the template "{RetVal}{TAB}{UoM}~".
 class ScanSessionTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -65,7 +63,6 @@ protected:
 } // namespace
 
 TEST_F(ScanSessionTest, StartConfiguresThePortInOrderAndStopUndoesIt) {
-    QSignalSpy changes(&session, &ScanSession::stateChanged);
     shared().strScanBuffer = "stale";
     shared().blnTesting = true;
     session.start();
@@ -75,71 +72,54 @@ TEST_F(ScanSessionTest, StartConfiguresThePortInOrderAndStopUndoesIt) {
                            "setRThreshold(1)", "setPortOpen(true)"}));
     EXPECT_EQ(shared().strScanBuffer, "");
     EXPECT_FALSE(shared().blnTesting);
-    EXPECT_EQ(shared().intTimeout, 10);
-    EXPECT_EQ(session.trayStatus(), 0);
 
     port.clearRecord();
     session.stop();
     EXPECT_FALSE(session.isOn());
     EXPECT_EQ(port.calls(), QStringList({"setPortOpen(false)", "setRThreshold(0)"}));
-    EXPECT_EQ(session.trayStatus(), 1);
-    EXPECT_EQ(session.timerInterval(), 0);
-    ASSERT_EQ(changes.size(), 2);
-    EXPECT_TRUE(changes[0][0].toBool());
-    EXPECT_FALSE(changes[1][0].toBool());
 }
 
 TEST_F(ScanSessionTest, FailedStartStaysOffAndCanBeRetried) {
-    QSignalSpy changes(&session, &ScanSession::stateChanged);
+    const auto startError = [&] { return testsupport::errorOf([&] { session.start(); }).number; };
     port.failOpenWith(platform::AppError(platform::err::CommPortAlreadyOpen, "Port already open"));
-    EXPECT_EQ(testsupport::errorOf([&] { session.start(); }).number,
-              platform::err::CommPortAlreadyOpen);
+    EXPECT_EQ(startError(), platform::err::CommPortAlreadyOpen);
     EXPECT_FALSE(session.isOn());
-    EXPECT_TRUE(changes.isEmpty());
 
-    shared().PortSetting = "9600,X,8,1";
     port.failOpenWith(std::nullopt);
-    EXPECT_EQ(testsupport::errorOf([&] { session.start(); }).number,
-              platform::err::InvalidPropertyValue);
+    shared().PortSetting = "9600,X,8,1";
+    EXPECT_EQ(startError(), platform::err::InvalidPropertyValue);
     shared().PortSetting = "9600,N,8,1";
     shared().ComPort = "";
-    EXPECT_EQ(testsupport::errorOf([&] { session.start(); }).number, platform::err::CommInvalidPort)
-        << "an empty port is port 0";
+    EXPECT_EQ(startError(), platform::err::CommInvalidPort) << "an empty port is port 0";
     shared().ComPort = "1";
     session.start();
     EXPECT_TRUE(session.isOn());
 
     folder.writeIni("Timeout=40000\r\n");
     session.stop();
-    EXPECT_EQ(testsupport::errorOf([&] { session.start(); }).number, platform::err::Overflow);
+    EXPECT_EQ(startError(), platform::err::Overflow);
     EXPECT_FALSE(session.isOn());
 }
 
-TEST_F(ScanSessionTest, LineModeFramesOnCrLf) {
-    shared().CRLF = true;
+TEST_F(ScanSessionTest, LineModeFramesOnCrLfAndAcknowledgesAfterTheKeys) {
+    shared().ACK = true;
     session.start();
     port.pushText("12");
     EXPECT_TRUE(typed().empty()) << "a partial scan waits in the buffer";
     EXPECT_EQ(shared().strScanBuffer, "12");
     port.pushText("3\r\n");
-    ASSERT_EQ(typed().size(), 1u);
-    EXPECT_EQ(typed()[0], "ABC {(}1{)}{TAB}12{ENTER}");
-
-    typer.clear();
     port.pushText("A\r\nB\r\n"); // two scans in one chunk: one delivery, inner CR LF kept
-    ASSERT_EQ(typed().size(), 1u);
-    EXPECT_EQ(typed()[0], "A{ENTER}B{TAB}1{ENTER}");
-
-    typer.clear();
-    port.pushText("X\t"); // a Tab ending is not a line end
-    EXPECT_TRUE(typed().empty());
+    port.pushText("X\t");        // a Tab ending is not a line end
+    EXPECT_EQ(typed().size(), 2u);
     port.pushText("\r\n");
-    ASSERT_EQ(typed().size(), 1u);
-    EXPECT_EQ(typed()[0], "X{TAB}{TAB}1{ENTER}");
+    EXPECT_EQ(typed(), std::vector<QString>({"ABC {(}1{)}{TAB}12{ENTER}", "A{ENTER}B{TAB}1{ENTER}",
+                                             "X{TAB}{TAB}1{ENTER}"}));
+    EXPECT_EQ(typer.acksBeforeTyping, std::vector<qsizetype>({0, 1, 2}))
+        << "each scan is acknowledged after its keys";
+    EXPECT_EQ(port.written(), QByteArray(3, '\x06'));
 }
 
 TEST_F(ScanSessionTest, OneScanPerLineDeliversEachLineOfABurstOnItsOwn) {
-    shared().CRLF = true;
     shared().ACK = true;
     folder.writeIni("Timeout=10\r\nOneScanPerLine=1\r\n");
     session.start();
@@ -153,19 +133,8 @@ TEST_F(ScanSessionTest, OneScanPerLineDeliversEachLineOfABurstOnItsOwn) {
     EXPECT_EQ(port.written(), QByteArray(4, '\x06'));
 }
 
-TEST_F(ScanSessionTest, QuietModeWithoutTimeoutDeliversEveryReceiveEvent) {
-    startQuiet("");
-    EXPECT_EQ(shared().intTimeout, 0);
-    port.pushText("77");
-    port.pushText("7\r\n");
-    EXPECT_EQ(typed(), std::vector<QString>({"77{TAB}1{ENTER}", "7{TAB}1{ENTER}"}));
-    port.pushText("\t"); // a lone Tab is dropped
-    EXPECT_EQ(typed().size(), 2u);
-}
-
 TEST_F(ScanSessionTest, QuietModeWaitsTenTicksAfterTheLastChunk) {
     startQuiet("Timeout=40\r\n");
-    EXPECT_EQ(shared().intTimeout, 40);
     port.pushText("7");
     QTest::qWait(60);
     port.pushText("77");
@@ -179,10 +148,18 @@ TEST_F(ScanSessionTest, QuietModeWaitsTenTicksAfterTheLastChunk) {
     port.pushText("123\t"); // the Tab after a longer code stays in the scan
     EXPECT_TRUE(QTest::qWaitFor([&] { return typed().size() == 2; }, 2000));
     EXPECT_EQ(typed()[1], "123{TAB}{TAB}1{ENTER}");
+
+    session.stop(); // without a quiet time every receive event completes a scan
+    startQuiet("");
+    port.pushText("77");
+    port.pushText("7\r\n");
+    port.pushText("\t"); // a lone Tab is dropped
+    EXPECT_EQ(typed().size(), 4u);
+    EXPECT_EQ(typed()[2], "77{TAB}1{ENTER}");
+    EXPECT_EQ(typed()[3], "7{TAB}1{ENTER}");
 }
 
 TEST_F(ScanSessionTest, TemplatesAndModes) {
-    shared().CRLF = true;
     session.start();
     shared().append = "{retval}|{UOM}"; // placeholders match without regard to case
     port.pushText("777\r\n");
@@ -198,20 +175,7 @@ TEST_F(ScanSessionTest, TemplatesAndModes) {
                            {"Seven|2.5", "{TAB}", "", "123{ENTER}", "Größe {(}2{)}{+}1{ENTER}"}));
 }
 
-TEST_F(ScanSessionTest, AcknowledgesEachDeliveredScanAfterItsKeys) {
-    shared().CRLF = true;
-    shared().ACK = true;
-    session.start();
-    port.pushText("123\r\n777\r");
-    port.pushText("\n");
-    port.pushText("999\r\n");
-    EXPECT_EQ(port.written(), QByteArray("\x06\x06", 2));
-    EXPECT_EQ(typed().size(), 2u);
-    EXPECT_EQ(typer.acksBeforeTyping, std::vector<qsizetype>({0, 1}));
-}
-
 TEST_F(ScanSessionTest, AFailedScanIsReportedAndTheNextIsDelivered) {
-    shared().CRLF = true;
     shared().ACK = true;
     session.start();
     for (const char* bad : {"NULLRET\r\n", "NULLUNIT\r\n", "BRACE\r\n"}) {
@@ -225,20 +189,4 @@ TEST_F(ScanSessionTest, AFailedScanIsReportedAndTheNextIsDelivered) {
     EXPECT_EQ(typed(), std::vector<QString>(3, "Seven{TAB}2.5{ENTER}"));
     EXPECT_EQ(port.written(), QByteArray(3, '\x06')) << "failed scans are not acknowledged";
     EXPECT_TRUE(session.isOn());
-}
-
-TEST_F(ScanSessionTest, LostPortIsReportedOnceAndScanningGoesOff) {
-    QSignalSpy changes(&session, &ScanSession::stateChanged);
-    session.start();
-    port.simulateLoss("The device was unplugged");
-    QTest::qWait(10);
-    EXPECT_FALSE(session.isOn());
-    ASSERT_EQ(dialogs.messages().size(), 1u);
-    EXPECT_TRUE(dialogs.messages()[0].text.contains("The device was unplugged"));
-    ASSERT_EQ(changes.size(), 2);
-    EXPECT_FALSE(changes[1][0].toBool());
-
-    session.start();
-    port.pushText("777\r\n");
-    EXPECT_EQ(typed().size(), 1u);
 }

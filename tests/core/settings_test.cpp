@@ -8,52 +8,53 @@
 
 #include <QFile>
 
-#include <functional>
 #include <gtest/gtest.h>
 
 using core::shared;
+using testsupport::errorOf;
 using testsupport::TempProgramFolder;
 
 namespace {
 
-int errorNumberOf(const std::function<void()>& action) {
-    return testsupport::errorOf(action).number;
+// The settings fields of the shared record, in the order of the tblSettings columns.
+QStringList loaded() {
+    const core::SharedState& s = shared();
+    const auto flag = [](bool value) { return QString(value ? "1" : "0"); };
+    return {s.Accounting, s.ComPort,         s.PortSetting, flag(s.RetAsScan), flag(s.CRLF),
+            flag(s.ACK),  flag(s.autostart), s.append,      s.SharedDataBase,  flag(s.IsDBShared)};
 }
 
 } // namespace
 
-TEST(LoadSettingsTest, ReadsTheShippedRowAndConvertsTheTemplate) {
+TEST(LoadSettingsTest, ReadsTheProgramFoldersRowAndConvertsTheTemplate) {
     TempProgramFolder folder;
     core::LoadSettings();
-    EXPECT_EQ(shared().Accounting, "QuickBooks");
-    EXPECT_EQ(shared().ComPort, "1");
-    EXPECT_EQ(shared().PortSetting, "9600,N,8,1");
-    EXPECT_FALSE(shared().RetAsScan);
-    EXPECT_TRUE(shared().CRLF);
-    EXPECT_FALSE(shared().ACK);
-    EXPECT_FALSE(shared().autostart);
-    EXPECT_EQ(shared().append, "{RetVal}~");
-    EXPECT_EQ(shared().SharedDataBase, "");
-    EXPECT_FALSE(shared().IsDBShared);
+    EXPECT_EQ(loaded(), QStringList({"QuickBooks", "1", "9600,N,8,1", "0", "1", "0", "0",
+                                     "{RetVal}~", "", "0"}));
+
+    // A shared database does not redirect the settings: they stay in the program folder's file.
+    folder.sql("dbscan.mdb", "UPDATE tblSettings SET IsDBShared = 1, RetAsScan = 1, "
+                             "SharedDataBase = '/nowhere/shared.mdb', Accounting = 'Peachtree'");
+    core::LoadSettings();
+    EXPECT_EQ(loaded(), QStringList({"Peachtree", "1", "9600,N,8,1", "1", "1", "0", "0",
+                                     "{RetVal}~", "/nowhere/shared.mdb", "1"}));
 }
 
 TEST(LoadSettingsTest, NullDefaultsOnlyForPortAndSharedPath) {
     TempProgramFolder folder;
-    folder.sql("dbscan.mdb", "UPDATE tblSettings SET ComPort = NULL, PortSetting = NULL, "
-                             "SharedDataBase = NULL, RetAsScan = 1, IsDBShared = 1");
+    folder.sql("dbscan.mdb",
+               "UPDATE tblSettings SET ComPort = NULL, PortSetting = NULL, SharedDataBase = NULL");
     core::LoadSettings();
-    EXPECT_EQ(shared().ComPort, "1");
-    EXPECT_EQ(shared().PortSetting, "9600,N,8,1");
-    EXPECT_EQ(shared().SharedDataBase, "");
-    EXPECT_TRUE(shared().RetAsScan); // a check-box state 1 reads as true
-    EXPECT_TRUE(shared().IsDBShared);
+    EXPECT_EQ(loaded(), QStringList({"QuickBooks", "1", "9600,N,8,1", "0", "1", "0", "0",
+                                     "{RetVal}~", "", "0"}));
 
     for (const char* column : {"CRLF", "autostart", "Accounting", "append"}) {
         SCOPED_TRACE(column);
         TempProgramFolder fresh;
+        const QStringList before = loaded();
         fresh.sql("dbscan.mdb", QString("UPDATE tblSettings SET %1 = NULL").arg(column));
-        EXPECT_EQ(errorNumberOf([] { core::LoadSettings(); }), platform::err::InvalidUseOfNull);
-        EXPECT_EQ(shared().Accounting, "") << "a failed load leaves the record as it was";
+        EXPECT_EQ(errorOf([] { core::LoadSettings(); }).number, platform::err::InvalidUseOfNull);
+        EXPECT_EQ(loaded(), before) << "a failed load leaves the record as it was";
     }
 }
 
@@ -65,17 +66,8 @@ TEST(LoadSettingsTest, EmptyTableKeepsRecordAndMissingFileIsAnError) {
     EXPECT_EQ(shared().ComPort, "previous");
 
     QFile::remove(folder.file("dbscan.mdb"));
-    EXPECT_EQ(errorNumberOf([] { core::LoadSettings(); }), platform::err::FileNotFound);
+    EXPECT_EQ(errorOf([] { core::LoadSettings(); }).number, platform::err::FileNotFound);
     EXPECT_FALSE(QFile::exists(folder.file("dbscan.mdb"))) << "loading must not create the file";
-}
-
-TEST(LoadSettingsTest, SharedFlagDoesNotRedirectTheSettingsFile) {
-    TempProgramFolder folder;
-    folder.sql("dbscan.mdb", "UPDATE tblSettings SET IsDBShared = 1, "
-                             "SharedDataBase = '/nowhere/shared.mdb', Accounting = 'Peachtree'");
-    core::LoadSettings();
-    EXPECT_EQ(shared().Accounting, "Peachtree");
-    EXPECT_EQ(shared().SharedDataBase, "/nowhere/shared.mdb");
 }
 
 TEST(IniValueTest, PrefixMatchFirstEqualsAndMissingFile) {
@@ -83,12 +75,12 @@ TEST(IniValueTest, PrefixMatchFirstEqualsAndMissingFile) {
     EXPECT_EQ(core::GetIniValue("Timeout"), "10"); // the shipped file
     folder.writeIni("Timeout2=5\r\nTimeout=20\r\nKeyDelay=a=b\r\n");
     EXPECT_EQ(core::GetIniValue("Timeout"), "5") << "only the start of a line is compared";
+    EXPECT_EQ(core::GetIniNumber("Timeout"), 5);
     EXPECT_EQ(core::GetIniValue("KeyDelay"), "a=b");
     EXPECT_EQ(core::GetIniValue("timeout"), "") << "keys are case-sensitive";
-    folder.writeIni("Timeout=20\r\n");
-    EXPECT_EQ(platform::toInt16(platform::val(core::GetIniValue("Timeout"))), 20);
     QFile::remove(folder.file("transltr.ini"));
     EXPECT_EQ(core::GetIniValue("Timeout"), "");
+    EXPECT_EQ(core::GetIniNumber("Timeout"), 0);
 }
 
 TEST(ConversionsTest, LenientNumbersAndSixteenBitRange) {
@@ -99,9 +91,9 @@ TEST(ConversionsTest, LenientNumbersAndSixteenBitRange) {
     EXPECT_EQ(platform::val("-7"), -7);
     EXPECT_EQ(platform::toInt16(2.5), 2);
     EXPECT_EQ(platform::toInt16(3.5), 4);
-    EXPECT_EQ(errorNumberOf([] { platform::toInt16(32768); }), platform::err::Overflow);
+    EXPECT_EQ(errorOf([] { platform::toInt16(32768); }).number, platform::err::Overflow);
     EXPECT_EQ(platform::numberToText(1), "1");
     EXPECT_EQ(platform::numberToText(2.5), "2.5");
-    EXPECT_EQ(errorNumberOf([] { platform::toDouble(QVariant("EA")); }),
+    EXPECT_EQ(errorOf([] { platform::toDouble(QVariant("EA")); }).number,
               platform::err::TypeMismatch);
 }

@@ -1,5 +1,6 @@
 #include "core/tokens.h"
 #include "platform/app_error.h"
+#include "support/errors.h"
 
 #include <gtest/gtest.h>
 
@@ -18,10 +19,12 @@ const Example kExamples[] = {
     {u"<RetVal><RET>", u"{RetVal}~", u"<RetVal><RET>"},
     {u"<RetVal><TAB><UoM><RET>", u"{RetVal}{TAB}{UoM}~", u"<RetVal><TAB><UoM><RET>"},
     {u"<CTRL>s", u"^s", u"<CTRL>s"},
+    {u"<ALT>x<F2>", u"%x{F2}", u"<ALT>x<F2>"},
     {u"<SHIFT><(>ab<)>", u"+(ab)", u"<SHIFT><(>ab<)>"},
     {u"a(b)+c", u"a{(}b{)}{+}c", u"a(b)+c"},
     {u"x<<y", u"x<y", u"x<<y"},
     {u"a b", u"a b", u"a<SP>b"},
+    {u"a<SP>b", u"a b", u"a<SP>b"},
     {u"50%", u"50{%}", u"50%"},
 };
 
@@ -37,7 +40,7 @@ TEST(TokenConversions, WorkedExamplesConvertBothWays) {
     }
 }
 
-TEST(TokenConversions, AcceptedLossesAndUncheckedInput) {
+TEST(TokenConversions, AcceptedLossesUncheckedInputAndEscaping) {
     // A literal brace in send-key form does not survive the round trip.
     EXPECT_EQ(SendKeysToStored("{{}"), "<<>");
     EXPECT_EQ(StoredToSendKeys("<<>"), "<}");
@@ -45,41 +48,26 @@ TEST(TokenConversions, AcceptedLossesAndUncheckedInput) {
     EXPECT_EQ(StoredToSendKeys("a<b"), "a{b");
     // Token names are case-sensitive.
     EXPECT_EQ(StoredToSendKeys("<ret>"), "{ret}");
-    EXPECT_EQ(StoredToSendKeys("<SP>"), " ");
-    EXPECT_EQ(StoredToSendKeys("<ALT>x<F2>"), "%x{F2}");
-    EXPECT_EQ(SendKeysToStored("%x{F2}"), "<ALT>x<F2>");
     // The work words are not protected: text that happens to spell one is converted with them.
     EXPECT_EQ(SendKeysToStored("{~}<plus>"), "~<+>");
-}
-
-TEST(TokenConversions, EscapeMakesOnlyTheSixSpecialsLiteral) {
+    // Escaping makes only the six specials literal.
     EXPECT_EQ(EscapeSendKeys("ABC (1)"), "ABC {(}1{)}");
     EXPECT_EQ(EscapeSendKeys("+~%^"), "{+}{~}{%}{^}");
     EXPECT_EQ(EscapeSendKeys("{x}[y]"), "{x}[y]");
 }
 
-TEST(ReplaceAllTest, NullGivesNullAndCompareModes) {
+TEST(ReplaceAllTest, NullCompareModesRescanningAndSixteenBitPositions) {
     EXPECT_FALSE(ReplaceAll(std::optional<QString>(), "a", "b", kCompareBinary).has_value());
     EXPECT_EQ(ReplaceAll(QString("{retval}~{RetVal}"), "{RetVal}", "X", kCompareText), "X~X");
     EXPECT_EQ(ReplaceAll(QString("{retval}~{RetVal}"), "{RetVal}", "X", kCompareBinary),
               "{retval}~X");
-}
-
-TEST(ReplaceAllTest, InsertedTextIsNeverSearchedAgain) {
+    // Inserted text is never searched again.
     EXPECT_EQ(ReplaceAll(QString("a<b<"), "<", "<<"), "a<<b<<");
     EXPECT_EQ(ReplaceAll(QString("aaa"), "a", "aa"), "aaaaaa");
     EXPECT_EQ(ReplaceAll(QString("xyz"), "q", "r"), "xyz");
     EXPECT_EQ(ReplaceAll(QString("abcabc"), "abc", ""), "");
-}
-
-TEST(ReplaceAllTest, PositionsBeyond16BitsOverflow) {
-    const QString near = QString(32766, u'x') + "a";
-    EXPECT_EQ(ReplaceAll(near, "a", "b"), QString(32766, u'x') + "b");
-    const QString beyond = QString(32767, u'x') + "a";
-    try {
-        ReplaceAll(beyond, "a", "b");
-        FAIL() << "expected an overflow";
-    } catch (const platform::AppError& error) {
-        EXPECT_EQ(error.number(), platform::err::Overflow);
-    }
+    // A match at position 32767 is the last one a 16-bit position can hold.
+    EXPECT_EQ(ReplaceAll(QString(32766, u'x') + "a", "a", "b"), QString(32766, u'x') + "b");
+    EXPECT_EQ(testsupport::errorOf([] { ReplaceAll(QString(32767, u'x') + "a", "a", "b"); }).number,
+              platform::err::Overflow);
 }

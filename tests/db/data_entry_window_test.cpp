@@ -9,11 +9,9 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QGroupBox>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenu>
 #include <QPushButton>
 #include <QRandomGenerator>
 #include <QTableView>
@@ -25,11 +23,18 @@ using dbtest::pairs;
 
 namespace {
 
+const QString kCodelink = "INSERT INTO tblCodelink VALUES ('0456', 'HAMMER', 'Claw hammer', 1), "
+                          "('0123', 'NAILS', NULL, NULL), ('0999', 'GLUE', 'Wood glue', 6);";
+const QString kManual = "INSERT INTO tblManual VALUES ('0999', 'GLUE'), ('M-1', 'MANUAL-ONLY');";
+
 class DataEntryWindowTest : public ::testing::Test {
 protected:
     QString file() const { return folder.file("dbscan.mdb"); }
 
-    void open() {
+    // Opens a new window on the translation table, after running sql on it.
+    void open(const QString& sql = {}) {
+        if (!sql.isEmpty())
+            folder.sql("dbscan.mdb", sql);
         window = std::make_unique<db::frmDataEntry>();
         window->load();
         window->show();
@@ -42,35 +47,38 @@ protected:
         return found;
     }
 
+    // The caption of a button or frame, or the contents of a text box.
+    QString text(const QString& name) const {
+        const QObject* found = control<QObject>(name.toLatin1().constData());
+        const QVariant title = found ? found->property("title") : QVariant();
+        return found ? (title.isValid() ? title : found->property("text")).toString() : "<none>";
+    }
+
     QTableView* grid() const { return control<QTableView>("MSFlexGrid1"); }
+    int rows() const { return grid()->model()->rowCount(); }
+
+    // The texts of a grid row; row -1 is the heading row.
+    QStringList row(int index, int columns = 4) const {
+        const QAbstractItemModel* model = grid()->model();
+        QStringList cells;
+        for (int column = 0; column < columns; ++column)
+            cells << (index < 0 ? model->headerData(column, Qt::Horizontal)
+                                : model->index(index, column).data())
+                         .toString();
+        return cells;
+    }
 
     void click(const char* button) {
         QTest::mouseClick(control<QPushButton>(button), Qt::LeftButton);
     }
 
-    QString heading(int column) const {
-        return grid()->model()->headerData(column, Qt::Horizontal).toString();
-    }
-
-    QStringList row(int index) const {
-        QStringList cells;
-        for (int column = 0; column < 4; ++column)
-            cells << grid()->model()->index(index, column).data().toString();
-        return cells;
-    }
-
-    int rows() const { return grid()->model()->rowCount(); }
-
-    void clickRow(int index) {
-        QTableView* view = grid();
-        const QRect cell = view->visualRect(view->model()->index(index, 0));
-        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, cell.center());
-    }
-
-    void type(const char* box, const QString& text) {
-        auto* edit = control<QLineEdit>(box);
-        edit->clear();
-        QTest::keyClicks(edit, text);
+    // Types a pair into the scan and return boxes.
+    void enter(const QString& scan, const QString& ret) {
+        for (const auto& [box, typed] : {std::pair{"txtScan", scan}, std::pair{"txtRet", ret}}) {
+            auto* edit = control<QLineEdit>(box);
+            edit->clear();
+            QTest::keyClicks(edit, typed);
+        }
     }
 
     testsupport::TempProgramFolder folder;
@@ -78,65 +86,35 @@ protected:
     std::unique_ptr<db::frmDataEntry> window;
 };
 
-const char* const kPairs = "INSERT INTO tblCodelink VALUES ('0456', 'HAMMER', 'Claw hammer', 1);"
-                           "INSERT INTO tblCodelink VALUES ('0123', 'NAILS', NULL, NULL);"
-                           "INSERT INTO tblCodelink VALUES ('0999', 'GLUE', 'Wood glue', 6);"
-                           "INSERT INTO tblManual VALUES ('0999', 'GLUE');"
-                           "INSERT INTO tblManual VALUES ('M-1', 'MANUAL-ONLY');";
-
 } // namespace
 
-TEST_F(DataEntryWindowTest, OpensWithItsCaptionsHeadingsAndEveryRowInTableOrder) {
-    folder.sql("dbscan.mdb", kPairs);
-    open();
-    EXPECT_EQ(window->windowTitle(), "Orvane Translation Table Data");
-    EXPECT_EQ(control<QGroupBox>("fraDatEnt")->title(), "Translation Table");
-    const std::vector<std::pair<const char*, const char*>> buttons = {
-        {"cmdAdd", "&Add"},     {"cmdChgData", "&Change"},   {"cmdDltData", "&Delete"},
-        {"cmdAddIn", "Add In"}, {"cmdShowAll", "&Show All"}, {"cmdDltAll", "Delete A&LL"},
-        {"cmdExit", "Cl&ose"}};
-    for (const auto& [name, caption] : buttons)
-        EXPECT_EQ(control<QPushButton>(name)->text(), caption) << name;
-    EXPECT_EQ(control<QLabel>("lblScan")->text(), "Scan Code");
-    EXPECT_EQ(control<QLabel>("lblRet")->text(), "Return Code");
-    EXPECT_EQ(control<QLabel>("Label1")->text(), "Total Records:");
-    EXPECT_EQ(control<QMenu>("mnuFile")->title(), "&File");
-    EXPECT_EQ(control<QAction>("mnuFDltAll")->text(), "Delete A&ll");
-    EXPECT_EQ(control<QAction>("mnuFClose")->text(), "Cl&ose");
-
-    EXPECT_EQ((QStringList{heading(0), heading(1), heading(2), heading(3)}),
+TEST_F(DataEntryWindowTest, OpensWithEveryRowInTableOrderAndTheUnitColumnHidden) {
+    open(kCodelink + kManual);
+    EXPECT_EQ(text("txtNumRec"), "3");
+    EXPECT_TRUE(text("txtScan").isEmpty());
+    EXPECT_EQ(row(-1),
               (QStringList{"Scan Value", "Return Value", "Unit of Measure", "Description"}));
-    EXPECT_EQ(control<QLineEdit>("txtNumRec")->text(), "3");
     ASSERT_EQ(rows(), 3);
     EXPECT_EQ(row(0), (QStringList{"0456", "HAMMER", "1", "Claw hammer"}));
     EXPECT_EQ(row(1), (QStringList{"0123", "NAILS", "0", " "})) << "null unit and description";
     EXPECT_EQ(row(2), (QStringList{"0999", "GLUE", "6", "Wood glue"}));
 
+    // The widths follow the grid's width as laid out in the shown window.
     const QHeaderView* header = grid()->horizontalHeader();
     const double width = grid()->width();
     EXPECT_EQ(header->sectionSize(0), qRound(width * 0.46 / 2));
     EXPECT_EQ(header->sectionSize(1), qRound(width * 0.458 / 2));
     EXPECT_TRUE(grid()->isColumnHidden(2)) << "the unit column is there but hidden";
     EXPECT_EQ(header->sectionSize(3), qRound(width / 2));
-    EXPECT_TRUE(control<QLineEdit>("txtScan")->text().isEmpty());
-}
-
-TEST_F(DataEntryWindowTest, AnEmptyTableShowsTheHeadingsAndNoRecords) {
-    open();
-    EXPECT_EQ(rows(), 0);
-    EXPECT_EQ(heading(0), "Scan Value");
-    EXPECT_EQ(control<QLineEdit>("txtNumRec")->text(), "0");
 }
 
 // The grid reads rows in pages as they are shown and keeps only some of them; whatever part of
 // a large table is shown, and in whatever order, each row shows its own fields.
 TEST_F(DataEntryWindowTest, ALargeTableShowsEveryRowItsOwnFieldsWhereverItIsScrolled) {
-    folder.sql("dbscan.mdb", "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n "
-                             "WHERE i < 39999) INSERT INTO tblCodelink SELECT printf('%06d', "
-                             "(i * 7919) % 40000), 'R' || i, 'D' || i, i % 12 FROM n;"
-                             "DELETE FROM tblCodelink WHERE rowid % 1000 = 7;");
-    open();
-    ASSERT_EQ(control<QLineEdit>("txtNumRec")->text(), "39960");
+    open(dbtest::insertRows(40000, "printf('%06d', (i * 7919) % 40000), 'R' || i, 'D' || i, "
+                                   "i % 12") +
+         "DELETE FROM tblCodelink WHERE rowid % 1000 = 7;");
+    ASSERT_EQ(text("txtNumRec"), "39960");
     QRandomGenerator random(11);
     for (int i = 0; i < 400; ++i) {
         const int index = static_cast<int>(random.bounded(rows()));
@@ -150,46 +128,36 @@ TEST_F(DataEntryWindowTest, ALargeTableShowsEveryRowItsOwnFieldsWhereverItIsScro
     }
 }
 
-TEST_F(DataEntryWindowTest, ClickingARowPutsItsPairIntoTheBoxesForEditing) {
-    folder.sql("dbscan.mdb", kPairs);
-    open();
-    clickRow(2);
-    EXPECT_EQ(control<QLineEdit>("txtScan")->text(), "0999");
-    EXPECT_EQ(control<QLineEdit>("txtRet")->text(), "GLUE");
-
-    type("txtRet", "SUPERGLUE");
+TEST_F(DataEntryWindowTest, AClickedRowCanBeChangedAndAnAddedRowShowsAtOnce) {
+    open(kCodelink + kManual);
+    const QRect glue = grid()->visualRect(grid()->model()->index(2, 0));
+    QTest::mouseClick(grid()->viewport(), Qt::LeftButton, {}, glue.center());
+    EXPECT_EQ(text("txtScan") + u'=' + text("txtRet"), "0999=GLUE");
+    enter("0999", "SUPERGLUE");
     click("cmdChgData");
     EXPECT_EQ(row(2).mid(0, 2), (QStringList{"0999", "SUPERGLUE"}));
-    EXPECT_TRUE(control<QLineEdit>("txtScan")->text().isEmpty());
-    EXPECT_TRUE(control<QLineEdit>("txtRet")->text().isEmpty());
-    EXPECT_EQ(pairs(file(), "tblManual"), (QStringList{"0999=SUPERGLUE", "M-1=MANUAL-ONLY"}));
-}
+    EXPECT_EQ(text("txtScan") + text("txtRet"), "") << "both boxes are cleared";
 
-TEST_F(DataEntryWindowTest, AddShowsTheNewRowAtOnceAndReadiesTheScanBox) {
-    folder.sql("dbscan.mdb", kPairs);
-    open();
-    type("txtScan", "0777");
-    type("txtRet", "SAW");
+    enter("0777", "SAW");
     click("cmdAdd");
     ASSERT_EQ(rows(), 4);
     EXPECT_EQ(row(3).mid(0, 2), (QStringList{"0777", "SAW"}));
-    EXPECT_TRUE(control<QLineEdit>("txtRet")->text().isEmpty());
+    EXPECT_TRUE(text("txtRet").isEmpty());
     EXPECT_EQ(window->focusWidget(), control<QLineEdit>("txtScan"));
-    EXPECT_TRUE(pairs(file(), "tblCodelink").contains("0777=SAW"));
 
-    type("txtScan", "0777");
-    type("txtRet", "OTHER");
+    enter("0777", "OTHER");
     click("cmdAdd");
     EXPECT_EQ(rows(), 4);
-    EXPECT_EQ(control<QLineEdit>("txtRet")->text(), "OTHER") << "a refusal keeps the boxes";
+    EXPECT_EQ(text("txtRet"), "OTHER") << "a refusal keeps the boxes";
 }
 
-TEST_F(DataEntryWindowTest, DeleteAllRightAfterOpeningEmptiesTheTranslationTableOnly) {
-    folder.sql("dbscan.mdb", kPairs);
-    open();
+// Delete ALL empties the translation table while the view has not been switched since the window
+// opened, and the manual entries once it has.
+TEST_F(DataEntryWindowTest, DeleteAllEmptiesTheTranslationTableUntilTheViewIsSwitched) {
+    open(kCodelink + kManual);
     click("cmdDltAll"); // unanswered: the default button, No
     ASSERT_EQ(dialogs.messages().size(), 1u);
-    const platform::MessageRequest& question = dialogs.messages()[0];
+    const platform::MessageRequest question = dialogs.messages()[0];
     EXPECT_EQ(question.text, "You have chosen to delete ALL records in this table.  Are you sure "
                              "you want to do this?");
     EXPECT_EQ(question.buttons, platform::Buttons::YesNo);
@@ -200,39 +168,32 @@ TEST_F(DataEntryWindowTest, DeleteAllRightAfterOpeningEmptiesTheTranslationTable
     click("cmdDltAll");
     EXPECT_TRUE(pairs(file(), "tblCodelink").isEmpty());
     EXPECT_EQ(pairs(file(), "tblManual").size(), 2);
-    EXPECT_EQ(control<QLineEdit>("txtNumRec")->text(), "0");
+    EXPECT_EQ(text("txtNumRec"), "0");
     EXPECT_EQ(rows(), 1) << "one blank row stays below the headings";
     EXPECT_EQ(row(0), (QStringList{"", "", "", ""}));
-    EXPECT_EQ((QStringList{heading(0), heading(1), heading(2)}),
-              (QStringList{"Scan", "Return", ""}));
-}
+    EXPECT_EQ(row(-1, 3), (QStringList{"Scan", "Return", ""}));
 
-TEST_F(DataEntryWindowTest, ShowAllListsScanAndReturnAndAfterwardsDeleteAllEmptiesManualEntries) {
-    folder.sql("dbscan.mdb", kPairs);
-    open();
+    open(kCodelink);
     click("cmdShowAll");
-    EXPECT_EQ(control<QPushButton>("cmdShowAll")->text(), "&Show Manual");
-    EXPECT_EQ(control<QGroupBox>("fraDatEnt")->title(), "All Entries");
+    EXPECT_EQ(text("cmdShowAll"), "&Show Manual");
+    EXPECT_EQ(text("fraDatEnt"), "All Entries");
     EXPECT_FALSE(control<QPushButton>("cmdChgData")->isEnabled());
     EXPECT_FALSE(control<QPushButton>("cmdDltData")->isEnabled());
-    EXPECT_EQ((QStringList{heading(0), heading(1), heading(2), heading(3)}),
-              (QStringList{"Scan", "Return", "", ""}));
+    EXPECT_EQ(row(-1), (QStringList{"Scan", "Return", "", ""}));
     ASSERT_EQ(rows(), 3);
     EXPECT_EQ(row(0), (QStringList{"0456", "HAMMER", "", ""}));
-
     dialogs.answer(platform::Answer::Yes);
-    QTest::mouseClick(control<QPushButton>("cmdDltAll"), Qt::LeftButton);
+    click("cmdDltAll");
     EXPECT_EQ(pairs(file(), "tblCodelink").size(), 3);
     EXPECT_TRUE(pairs(file(), "tblManual").isEmpty());
 
     click("cmdShowAll");
-    EXPECT_EQ(control<QPushButton>("cmdShowAll")->text(), "&Show All");
-    EXPECT_EQ(control<QGroupBox>("fraDatEnt")->title(), "Manual Entry");
+    EXPECT_EQ(text("cmdShowAll"), "&Show All");
+    EXPECT_EQ(text("fraDatEnt"), "Manual Entry");
     EXPECT_TRUE(control<QPushButton>("cmdChgData")->isEnabled());
-    EXPECT_EQ(heading(2), "Unit of Measure");
+    EXPECT_EQ(row(-1, 3).last(), "Unit of Measure");
     EXPECT_EQ(row(1), (QStringList{"0123", "NAILS", "0", " "}));
-
-    // The view was switched, so Delete ALL still means the manual entries.
+    // The view was switched, so Delete ALL from the menu still means the manual entries.
     folder.sql("dbscan.mdb", "INSERT INTO tblManual VALUES ('M-2', 'X');");
     dialogs.answer(platform::Answer::Yes);
     control<QAction>("mnuFDltAll")->trigger();
@@ -241,19 +202,14 @@ TEST_F(DataEntryWindowTest, ShowAllListsScanAndReturnAndAfterwardsDeleteAllEmpti
 }
 
 TEST_F(DataEntryWindowTest, AddInCopiesOnlyMissingScanValuesBack) {
-    folder.sql("dbscan.mdb", kPairs + QString("INSERT INTO tblManual VALUES ('0456', 'MINE');"));
-    open();
+    open(kCodelink + kManual + "INSERT INTO tblManual VALUES ('0456', 'MINE');");
     click("cmdAddIn");
     EXPECT_EQ(pairs(file(), "tblCodelink"),
               (QStringList{"0456=HAMMER", "0123=NAILS", "0999=GLUE", "M-1=MANUAL-ONLY"}));
     EXPECT_TRUE(dialogs.messages().empty());
-
-    folder.sql("dbscan.mdb", "DELETE FROM tblManual; DELETE FROM tblCodelink;");
-    click("cmdAddIn");
-    EXPECT_TRUE(pairs(file(), "tblCodelink").isEmpty()) << "an empty tblManual adds nothing";
 }
 
-TEST_F(DataEntryWindowTest, ProgressWindowTellsWhetherTheTableIsOpenedOrUpdated) {
+TEST_F(DataEntryWindowTest, AnEmptyTableOpensAndTheProgressWindowSaysOpeningOrUpdating) {
     // Records the status of every progress window that appears.
     struct Watcher : QObject {
         QStringList shown;
@@ -265,6 +221,8 @@ TEST_F(DataEntryWindowTest, ProgressWindowTellsWhetherTheTableIsOpenedOrUpdated)
     } watcher;
     qApp->installEventFilter(&watcher);
     open();
+    EXPECT_EQ(rows(), 0);
+    EXPECT_EQ(text("txtNumRec"), "0");
     click("cmdShowAll");
     click("cmdShowAll");
     qApp->removeEventFilter(&watcher);
@@ -292,11 +250,7 @@ TEST_F(DataEntryWindowTest, ALockedOrDamagedDatabaseIsReportedAndNoWindowIsLeft)
         EXPECT_EQ(error.number, platform::err::FileLocked);
         EXPECT_TRUE(error.description.contains(file())) << error.description.toStdString();
     }
-    QString rowsToDamage = "BEGIN;";
-    for (int i = 0; i < 2000; ++i)
-        rowsToDamage +=
-            QString("INSERT INTO tblCodelink VALUES ('S%1', 'ITEM-%1', 'd', 1);").arg(i);
-    folder.sql("dbscan.mdb", rowsToDamage + "COMMIT;");
+    folder.sql("dbscan.mdb", dbtest::insertRows(2000, "'S' || i, 'ITEM-' || i, 'd', 1"));
     dbtest::damagePagesHolding(file(), "ITEM-1000", 1);
     const auto error = testsupport::errorOf([] { db::frmDataEntry::showWindow(); });
     EXPECT_EQ(error.number, platform::err::UnrecognizedFormat);
@@ -306,15 +260,13 @@ TEST_F(DataEntryWindowTest, ALockedOrDamagedDatabaseIsReportedAndNoWindowIsLeft)
 }
 
 TEST_F(DataEntryWindowTest, AddInAReadOnlyFolderShowsOneErrorBoxAndKeepsTheData) {
-    folder.sql("dbscan.mdb", kPairs);
-    open();
+    open(kCodelink);
     QFile::setPermissions(folder.path(),
                           QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther);
     QFile::setPermissions(file(), QFile::ReadOwner | QFile::ReadOther);
     {
         const testsupport::PermissionsEnforced asUser;
-        type("txtScan", "0555");
-        type("txtRet", "NEW");
+        enter("0555", "NEW");
         click("cmdAdd");
     }
     QFile::setPermissions(folder.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
@@ -325,5 +277,5 @@ TEST_F(DataEntryWindowTest, AddInAReadOnlyFolderShowsOneErrorBoxAndKeepsTheData)
     EXPECT_EQ(dialogs.messages()[0].icon, platform::Icon::Critical);
     EXPECT_EQ(rows(), 3);
     EXPECT_EQ(pairs(file(), "tblCodelink").size(), 3);
-    EXPECT_EQ(control<QLineEdit>("txtScan")->text(), "0555") << "the typed pair is not lost";
+    EXPECT_EQ(text("txtScan"), "0555") << "the typed pair is not lost";
 }

@@ -13,46 +13,15 @@ using platform::Database;
 using testsupport::ScriptedDialogs;
 using testsupport::TempProgramFolder;
 
-TEST(SqlQuoteTest, QuotesApostropheAndVerticalBar) {
-    EXPECT_EQ(db::SqlQuote("O'Neil|2"), "O''Neil' & chr(124) & '2");
-    EXPECT_EQ(db::SqlQuote("plain"), "plain");
-}
-
 namespace {
 
+// Text made of pieces that mean something to SQL, to the quoting or to the program's tokens.
 QString randomText(QRandomGenerator& random) {
-    static const QStringList pieces = {"'",
-                                       "''",
-                                       "|",
-                                       "||",
-                                       "\"",
-                                       ";",
-                                       "--",
-                                       "/*",
-                                       "*/",
-                                       "'); DROP TABLE tblSettings; --",
-                                       "' OR '1'='1",
-                                       "&",
-                                       " & chr(124) & ",
-                                       "%",
-                                       "_",
-                                       "\\",
-                                       " ",
-                                       "\t",
-                                       "ä",
-                                       "Größe",
-                                       "漢字",
-                                       "🙂",
-                                       "(",
-                                       ")",
-                                       "{TAB}",
-                                       "<RET>",
-                                       "a",
-                                       "Z",
-                                       "9",
-                                       "[x]",
-                                       "#1#",
-                                       "?"};
+    static const QStringList pieces =
+        QString("' '' | || \" ; -- /* */ & % _ \\ ( ) {TAB} <RET> a Z 9 [x] #1# ? "
+                "ä Größe 漢字 🙂")
+            .split(u' ') +
+        QStringList{" ", "\t", "' OR '1'='1", " & chr(124) & ", "'); DROP TABLE tblSettings; --"};
     QString text;
     const int count = 1 + random.bounded(8);
     for (int i = 0; i < count; ++i)
@@ -60,9 +29,28 @@ QString randomText(QRandomGenerator& random) {
     return text;
 }
 
+// Dialogs that bring the shared file back while the user looks at the question.
+class RestoringDialogs : public ScriptedDialogs {
+public:
+    explicit RestoringDialogs(QString source, QString target)
+        : source_(std::move(source))
+        , target_(std::move(target)) {}
+    platform::Answer message(const platform::MessageRequest& request) override {
+        QFile::copy(source_, target_);
+        return ScriptedDialogs::message(request);
+    }
+
+private:
+    QString source_;
+    QString target_;
+};
+
 } // namespace
 
 TEST(SqlQuoteTest, AnyTextRoundTripsThroughStatementsAndNeverRunsAsSql) {
+    EXPECT_EQ(db::SqlQuote("O'Neil|2"), "O''Neil' & chr(124) & '2");
+    EXPECT_EQ(db::SqlQuote("plain"), "plain");
+
     TempProgramFolder folder;
     Database db = Database::open(folder.file("dbscan.mdb"));
     QRandomGenerator random(20261122);
@@ -87,28 +75,11 @@ TEST(SqlQuoteTest, AnyTextRoundTripsThroughStatementsAndNeverRunsAsSql) {
     EXPECT_EQ(db.openRecordset("tblAppendStr").recordCount(), 5);
 }
 
-namespace {
-
-// Dialogs that bring the shared file back while the user looks at the question.
-class RestoringDialogs : public ScriptedDialogs {
-public:
-    explicit RestoringDialogs(QString source, QString target)
-        : source_(std::move(source))
-        , target_(std::move(target)) {}
-    platform::Answer message(const platform::MessageRequest& request) override {
-        QFile::copy(source_, target_);
-        return ScriptedDialogs::message(request);
-    }
-
-private:
-    QString source_;
-    QString target_;
-};
-
-} // namespace
-
-TEST(GetDbPathTest, LocalSharedAndRetryWhenTheSharedFileComesBack) {
+// The local file, or the shared one while sharing is on. A shared file that cannot be reached is
+// asked about: Retry looks again, Cancel turns sharing off until the settings are read again.
+TEST(GetDbPathTest, LocalOrSharedFileAndRetryOrCancelWhileTheSharedFileIsGone) {
     TempProgramFolder folder;
+    folder.sql("dbscan.mdb", "UPDATE tblSettings SET IsDBShared = 1");
     EXPECT_EQ(db::GetDbPath(), folder.file("dbScan.mdb"));
 
     const QString shared = folder.file("shared.mdb");
@@ -118,27 +89,20 @@ TEST(GetDbPathTest, LocalSharedAndRetryWhenTheSharedFileComesBack) {
     dialogs.answer(platform::Answer::Retry);
     EXPECT_EQ(db::GetDbPath(), shared);
     ASSERT_EQ(dialogs.messages().size(), 1u);
-    const platform::MessageRequest& asked = dialogs.messages().front();
+    const platform::MessageRequest asked = dialogs.messages().front();
     EXPECT_EQ(asked.text, "Lost Connection to Shared Database\r\nAt " + shared);
     EXPECT_EQ(asked.buttons, platform::Buttons::RetryCancel);
     EXPECT_EQ(asked.icon, platform::Icon::Question);
     EXPECT_TRUE(core::shared().IsDBShared);
-}
 
-TEST(GetDbPathTest, CancelFallsBackToTheLocalFileUntilSettingsReload) {
-    TempProgramFolder folder;
-    folder.sql("dbscan.mdb", "UPDATE tblSettings SET IsDBShared = 1");
-    core::shared().IsDBShared = true;
     core::shared().SharedDataBase = folder.file("gone/shared.mdb");
-    ScriptedDialogs dialogs;
     dialogs.answer(platform::Answer::Retry);
     dialogs.answer(platform::Answer::Cancel);
     EXPECT_EQ(db::GetDbPath(), folder.file("dbScan.mdb"));
-    EXPECT_EQ(dialogs.messages().size(), 2u);
+    EXPECT_EQ(dialogs.messages().size(), 3u);
     EXPECT_FALSE(core::shared().IsDBShared);
     EXPECT_EQ(db::GetDbPath(), folder.file("dbScan.mdb"));
-    EXPECT_EQ(dialogs.messages().size(), 2u) << "later calls no longer ask";
-
+    EXPECT_EQ(dialogs.messages().size(), 3u) << "later calls no longer ask";
     Database db = Database::open(folder.file("dbscan.mdb"));
     EXPECT_EQ(db.openRecordset("tblSettings").value("IsDBShared").toInt(), 1)
         << "the stored setting is left alone";

@@ -1,6 +1,6 @@
 #pragma once
-// Helpers shared by the translation database tests: reading tables back, a scan switch that
-// records what was asked of it, and another process holding a database locked.
+// Helpers shared by the translation database tests: filling and reading back tables, a scan switch
+// that records what was asked of it, and another process holding a database locked.
 
 #include "core/scan_switch.h"
 #include "platform/app_error.h"
@@ -28,6 +28,15 @@ inline QStringList pairs(const QString& databaseFile, const QString& table) {
     for (; !rows.eof(); rows.moveNext())
         result << rows.value(0).toString() + u'=' + rows.value(1).toString();
     return result;
+}
+
+// An INSERT of count rows into tblCodelink; fields are the four values as SQL expressions of the
+// row number i, which runs from 0.
+inline QString insertRows(int count, const QString& fields) {
+    return QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE "
+                          "i < %1) INSERT INTO tblCodelink SELECT ")
+               .arg(count - 1) +
+           fields + QStringLiteral(" FROM n;");
 }
 
 inline QByteArray fileHash(const QString& path) {

@@ -21,16 +21,26 @@ using platform::Answer;
 namespace {
 
 constexpr int kRows = 3000;
+const QString kUnchanged = "Your database file was not changed.";
+const QString kScanningQuestion =
+    "Scanning must be stopped to continue.  Turn off scanning and continue?";
+
+// Whether text starts with prefix and holds every one of parts; a failure quotes the text.
+testing::AssertionResult reads(const QString& text, const QString& prefix,
+                               const QStringList& parts = {}) {
+    bool found = text.startsWith(prefix);
+    for (const QString& part : parts)
+        found = found && text.contains(part);
+    return (found ? testing::AssertionSuccess() : testing::AssertionFailure())
+           << text.toStdString();
+}
 
 class MaintenanceTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        QString rows = "BEGIN;";
-        for (int i = 0; i < kRows; ++i)
-            rows += QString("INSERT INTO tblCodelink VALUES ('S%1', 'ITEM-%1', 'Item %1', %2);")
-                        .arg(i)
-                        .arg(1 + i % 12);
-        folder.sql("dbscan.mdb", rows + "INSERT INTO tblManual VALUES ('S7', 'ITEM-7'); COMMIT;");
+        folder.sql("dbscan.mdb",
+                   dbtest::insertRows(kRows, "'S' || i, 'ITEM-' || i, 'Item ' || i, 1 + i % 12") +
+                       "INSERT INTO tblManual VALUES ('S7', 'ITEM-7');");
         // As the main window sets it: the program folder followed by "\dbscan.mdb".
         core::shared().strDbPath = folder.path() + "\\dbscan.mdb";
         original = pairs(database(), "tblCodelink");
@@ -38,7 +48,6 @@ protected:
 
     QString database() const { return folder.file("dbscan.mdb"); }
     QString scratch() const { return folder.file("dbscanback.mdb"); }
-
     QStringList texts() const { return dialogs.messageTexts(); }
 
     // Frees most pages, so that compaction has something to do.
@@ -59,63 +68,56 @@ protected:
     QStringList original;
 };
 
-const QString kScanningQuestion =
-    "Scanning must be stopped to continue.  Turn off scanning and continue?";
-
 } // namespace
 
-TEST_F(MaintenanceTest, CompactionEndsWithTheDatabaseCompactedAndNoScratchFile) {
+TEST_F(MaintenanceTest, CompactionStopsScanningShrinksTheFileAndReplacesAStaleScratchFile) {
     deleteMostRows();
     const qint64 before = QFileInfo(database()).size();
-    db::CompactDatabase(scan);
-    EXPECT_EQ(texts(), (QStringList{"Are you sure you want to compact your database file?",
-                                    "Finished compacting database!"}));
-    EXPECT_LT(QFileInfo(database()).size(), before / 2);
-    EXPECT_FALSE(QFile::exists(scratch()));
-    expectIntact();
-
-    // A scratch file left over from an interrupted run is replaced.
-    QFile stale(scratch());
-    ASSERT_TRUE(stale.open(QIODevice::WriteOnly));
-    stale.write("left over");
-    stale.close();
-    dialogs.clear();
-    db::CompactDatabase(scan);
-    EXPECT_EQ(texts().last(), "Finished compacting database!");
-    EXPECT_FALSE(QFile::exists(scratch()));
-    expectIntact();
-}
-
-TEST_F(MaintenanceTest, ScanningIsStoppedForTheCommandAndStartedAgain) {
     scan = dbtest::RecordingScanSwitch(true);
     dialogs.answer(Answer::No);
     db::CompactDatabase(scan);
     EXPECT_EQ(texts(), QStringList{kScanningQuestion}) << "No ends before anything is asked";
     EXPECT_TRUE(scan.toggles.empty());
 
+    dialogs.clear();
     dialogs.answer(Answer::Yes);
-    dialogs.answer(Answer::No);
+    dialogs.answer(Answer::Yes);
     db::CompactDatabase(scan);
+    EXPECT_EQ(texts(), (QStringList{kScanningQuestion,
+                                    "Are you sure you want to compact your database file?",
+                                    "Finished compacting database!"}));
     EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true}));
-    EXPECT_TRUE(scan.scanning());
+    EXPECT_LT(QFileInfo(database()).size(), before / 2);
+    EXPECT_FALSE(QFile::exists(scratch()));
+    expectIntact();
+
+    // A scratch file left over from an interrupted run is replaced.
+    QFile stale(scratch());
+    ASSERT_TRUE(stale.open(QIODevice::WriteOnly) && stale.write("left over") > 0);
+    stale.close();
+    dialogs.clear();
+    db::CompactDatabase(scan); // unanswered questions: Yes
+    EXPECT_EQ(texts().last(), "Finished compacting database!");
+    EXPECT_FALSE(QFile::exists(scratch()));
+    expectIntact();
 
     // A cancelled file dialog ends the backup quietly.
     dialogs.clear();
-    dialogs.answer(Answer::Yes);
     dialogs.answerFile(std::nullopt);
     db::BackupDatabase(scan);
     EXPECT_EQ(texts(), QStringList{kScanningQuestion});
-    EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true, false, true}));
+    EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true, false, true, false, true}));
+    EXPECT_TRUE(scan.scanning());
 }
 
-TEST_F(MaintenanceTest, RepairLeavesTheScratchFileAndAnsweredNoShowsNoMessage) {
+TEST_F(MaintenanceTest, RepairLeavesASoundFileAloneAndKeepsTheScratchFile) {
     const QByteArray before = fileHash(database());
     dialogs.answer(Answer::Yes);
     dialogs.answer(Answer::No);
     db::RepairDatabase(scan);
     EXPECT_EQ(texts(), (QStringList{"Are you sure you want to repair your database file?",
                                     "Would you like to compact your database file?"}));
-    EXPECT_EQ(fileHash(database()), before) << "a sound file is left alone";
+    EXPECT_EQ(fileHash(database()), before);
 
     dialogs.clear();
     db::RepairDatabase(scan);
@@ -125,21 +127,30 @@ TEST_F(MaintenanceTest, RepairLeavesTheScratchFileAndAnsweredNoShowsNoMessage) {
     expectIntact();
 }
 
-TEST_F(MaintenanceTest, RepairRebuildsADamagedDatabaseFromEveryReadableRow) {
+// Compaction stops at the first damaged page; repair rebuilds the file from every readable row.
+TEST_F(MaintenanceTest, ADamagedDatabaseIsKeptByCompactionAndRebuiltByRepair) {
     dbtest::damagePagesHolding(database(), "ITEM-1500", 2);
     const QByteArray damaged = fileHash(database());
     ASSERT_NE(dbtest::integrity(database()), "ok");
-
-    dialogs.answer(Answer::Yes);
-    dialogs.answer(Answer::Ok);
-    dialogs.answer(Answer::No);
-    db::RepairDatabase(scan);
+    scan = dbtest::RecordingScanSwitch(true);
+    db::CompactDatabase(scan);
     ASSERT_EQ(dialogs.messages().size(), 3u) << texts().join('\n').toStdString();
-    const platform::MessageRequest& notice = dialogs.messages()[1];
-    EXPECT_EQ(notice.icon, platform::Icon::Information);
-    EXPECT_TRUE(notice.text.contains("was damaged")) << notice.text.toStdString();
+    EXPECT_TRUE(reads(texts().last(),
+                      "Compaction stopped while compacting the database into the scratch file.",
+                      {"damaged", kUnchanged}));
+    EXPECT_EQ(dialogs.messages().back().icon, platform::Icon::Critical);
+    EXPECT_EQ(fileHash(database()), damaged);
+    EXPECT_FALSE(QFile::exists(scratch()));
+    EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true})) << "scanning is started again";
+
+    dialogs.clear();
+    for (const Answer answer : {Answer::Yes, Answer::Yes, Answer::Ok, Answer::No})
+        dialogs.answer(answer);
+    db::RepairDatabase(scan);
+    ASSERT_EQ(dialogs.messages().size(), 4u) << texts().join('\n').toStdString();
     const QString kept = folder.file("dbscan-damaged.mdb");
-    EXPECT_TRUE(notice.text.contains(kept)) << notice.text.toStdString();
+    EXPECT_EQ(dialogs.messages()[2].icon, platform::Icon::Information);
+    EXPECT_TRUE(reads(texts()[2], "", {"was damaged", kept}));
     EXPECT_EQ(fileHash(kept), damaged) << "the damaged file is kept as it was";
 
     EXPECT_EQ(dbtest::integrity(database()), "ok");
@@ -164,33 +175,15 @@ TEST_F(MaintenanceTest, RepairNeverReportsSuccessOnAFileWhoseSchemaCannotBeRead)
     dialogs.answer(Answer::Yes);
     db::RepairDatabase(scan);
     ASSERT_EQ(dialogs.messages().size(), 2u) << texts().join('\n').toStdString();
-    EXPECT_TRUE(texts()[1].startsWith("Repair stopped while recovering the readable rows into a "
-                                      "new database file.\r\nFile: " +
-                                      database()))
-        << texts()[1].toStdString();
-    EXPECT_TRUE(texts()[1].contains("Your database file was not changed."));
+    EXPECT_TRUE(reads(texts()[1],
+                      "Repair stopped while recovering the readable rows into a new database "
+                      "file.\r\nFile: " +
+                          database(),
+                      {kUnchanged}));
     EXPECT_EQ(fileHash(database()), damaged);
 }
 
-TEST_F(MaintenanceTest, CompactingADamagedDatabaseFailsClearlyAndKeepsTheFile) {
-    dbtest::damagePagesHolding(database(), "ITEM-1500", 1);
-    const QByteArray damaged = fileHash(database());
-    scan = dbtest::RecordingScanSwitch(true);
-    db::CompactDatabase(scan);
-    ASSERT_EQ(dialogs.messages().size(), 3u);
-    const QString failure = texts().last();
-    EXPECT_TRUE(failure.startsWith("Compaction stopped while compacting the database into the "
-                                   "scratch file."))
-        << failure.toStdString();
-    EXPECT_TRUE(failure.contains("damaged")) << failure.toStdString();
-    EXPECT_TRUE(failure.contains("Your database file was not changed."));
-    EXPECT_EQ(dialogs.messages().back().icon, platform::Icon::Critical);
-    EXPECT_EQ(fileHash(database()), damaged);
-    EXPECT_FALSE(QFile::exists(scratch()));
-    EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true})) << "scanning is started again";
-}
-
-TEST_F(MaintenanceTest, BackupReplacesTheChosenFile) {
+TEST_F(MaintenanceTest, BackupReplacesTheChosenFileCompactingFirstWhenAsked) {
     deleteMostRows();
     const QString target = folder.file("backup.mdb");
     ASSERT_TRUE(QFile::copy(folder.file("accsys.mdb"), target));
@@ -225,6 +218,7 @@ TEST_F(MaintenanceTest, BackupReplacesTheChosenFile) {
 TEST_F(MaintenanceTest, AReadOnlyFolderStopsTheCommandWithTheStepAndFileNamed) {
     const QByteArray before = fileHash(database());
     const auto readOnly = QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther;
+    const auto writable = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
     QFile::setPermissions(folder.path(), readOnly);
     QFile::setPermissions(database(), QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther |
                                           QFile::WriteOther);
@@ -240,20 +234,19 @@ TEST_F(MaintenanceTest, AReadOnlyFolderStopsTheCommandWithTheStepAndFileNamed) {
         dialogs.answer(Answer::No);
         db::BackupDatabase(scan);
     }
-    QFile::setPermissions(folder.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    QFile::setPermissions(elsewhere.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QFile::setPermissions(folder.path(), writable);
+    QFile::setPermissions(elsewhere.path(), writable);
 
     const QStringList shown = texts();
     ASSERT_EQ(shown.size(), 4) << shown.join('\n').toStdString();
-    EXPECT_TRUE(shown[1].startsWith("Compaction stopped while compacting the database into the "
-                                    "scratch file.\r\nFile: " +
-                                    scratch()))
-        << shown[1].toStdString();
-    EXPECT_TRUE(shown[3].startsWith("Backup stopped while copying the database to the backup "
-                                    "file.\r\nFile: " +
-                                    target))
-        << shown[3].toStdString();
-    EXPECT_TRUE(shown[3].contains(elsewhere.path())) << "names the folder it could not write";
+    EXPECT_TRUE(reads(shown[1], "Compaction stopped while compacting the database into the "
+                                "scratch file.\r\nFile: " +
+                                    scratch()));
+    EXPECT_TRUE(
+        reads(shown[3],
+              "Backup stopped while copying the database to the backup file.\r\nFile: " + target,
+              {elsewhere.path()}))
+        << "names the folder it could not write";
     EXPECT_EQ(fileHash(database()), before);
     EXPECT_FALSE(QFile::exists(scratch()));
     EXPECT_EQ(fileHash(target), fileHash(folder.file("accsys.mdb")));
@@ -272,15 +265,10 @@ TEST_F(MaintenanceTest, ADatabaseLockedByAnotherProgramIsReportedAndKeepsItsData
     }
     const QStringList shown = texts();
     ASSERT_EQ(shown.size(), 6) << shown.join('\n').toStdString();
-    EXPECT_TRUE(shown[2].startsWith("Compaction stopped while taking the database for "
-                                    "compaction."))
-        << shown[2].toStdString();
-    EXPECT_TRUE(shown[5].startsWith("Repair stopped while checking the database."))
-        << shown[5].toStdString();
-    for (const QString& failure : {shown[2], shown[5]}) {
-        EXPECT_TRUE(failure.contains("locked by another program")) << failure.toStdString();
-        EXPECT_TRUE(failure.contains(database())) << failure.toStdString();
-    }
+    const QStringList named = {"locked by another program", database()};
+    EXPECT_TRUE(
+        reads(shown[2], "Compaction stopped while taking the database for compaction.", named));
+    EXPECT_TRUE(reads(shown[5], "Repair stopped while checking the database.", named));
     EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true, false, true}));
     EXPECT_FALSE(QFile::exists(scratch()));
     expectIntact();

@@ -17,9 +17,6 @@ using platform::Icon;
 
 namespace {
 
-const QString kIncomplete =
-    "Please make sure you have completed both ScanCode and ReturnCode fields";
-
 // The boxes of the data entry window and its grid.
 class Boxes : public db::PairEditor {
 public:
@@ -43,7 +40,12 @@ class UpdateCodelinkTest : public ::testing::Test {
 protected:
     QString file() const { return folder.file("dbscan.mdb"); }
 
-    void fillGrid() { boxes.model.fill(file(), db::CodelinkModel::Layout::AllFields); }
+    // Runs sql on the translation database, then fills the grid from it.
+    void fill(const QString& sql = {}) {
+        if (!sql.isEmpty())
+            folder.sql("dbscan.mdb", sql);
+        boxes.model.fill(file(), db::CodelinkModel::Layout::AllFields);
+    }
 
     int run(const QString& action, const QString& scan, const QString& ret) {
         boxes.scan = scan;
@@ -57,11 +59,13 @@ protected:
                                                  QItemSelectionModel::ClearAndSelect);
     }
 
-    QStringList gridPairs() const {
-        QStringList result;
+    // tblCodelink, tblManual and the grid, each as its "scan=return" pairs joined by spaces.
+    QStringList tables() const {
+        QStringList grid;
         for (int row = 1; row <= boxes.model.dataRows(); ++row)
-            result << boxes.model.text(row, 0) + u'=' + boxes.model.text(row, 1);
-        return result;
+            grid << boxes.model.text(row, 0) + u'=' + boxes.model.text(row, 1);
+        return {pairs(file(), "tblCodelink").join(' '), pairs(file(), "tblManual").join(' '),
+                grid.join(' ')};
     }
 
     testsupport::TempProgramFolder folder;
@@ -72,8 +76,7 @@ protected:
 } // namespace
 
 TEST_F(UpdateCodelinkTest, RefusesEveryActionUntilBothBoxesHoldText) {
-    folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('A1', 'R1', NULL, 1);");
-    fillGrid();
+    fill("INSERT INTO tblCodelink VALUES ('A1', 'R1', NULL, 1);");
     for (const QString action : {"add", "chg", "dlt"}) {
         SCOPED_TRACE(action.toStdString());
         dialogs.clear();
@@ -81,129 +84,97 @@ TEST_F(UpdateCodelinkTest, RefusesEveryActionUntilBothBoxesHoldText) {
         EXPECT_EQ(boxes.focus, Boxes::Focus::Scan);
         EXPECT_EQ(run(action, "A9", ""), -1);
         EXPECT_EQ(boxes.focus, Boxes::Focus::Return);
-        ASSERT_EQ(dialogs.messages().size(), 2u);
-        EXPECT_EQ(dialogs.messages()[0].text, kIncomplete);
+        ASSERT_EQ(dialogs.messageTexts(),
+                  QStringList(2, "Please make sure you have completed both ScanCode and "
+                                 "ReturnCode fields"));
         EXPECT_EQ(dialogs.messages()[0].icon, Icon::Critical);
         EXPECT_EQ(dialogs.messages()[0].title, "Orvane Translator");
     }
-    EXPECT_EQ(pairs(file(), "tblCodelink"), QStringList{"A1=R1"});
-    EXPECT_EQ(gridPairs(), QStringList{"A1=R1"});
+    EXPECT_EQ(tables(), (QStringList{"A1=R1", "", "A1=R1"}));
 
     dialogs.clear();
     EXPECT_EQ(run("upd", "", ""), 0) << "an unknown action does nothing";
     EXPECT_TRUE(dialogs.messages().empty());
 }
 
-TEST_F(UpdateCodelinkTest, FirstEntryIntoAnEmptyTableIsNotRecordedAsManual) {
-    fillGrid();
+TEST_F(UpdateCodelinkTest, AddRecordsManualPairsButTheFirstAndRefusesAScanValueInAnyCase) {
+    fill();
     EXPECT_EQ(run("add", "FIRST", "R1"), 0);
-    EXPECT_EQ(pairs(file(), "tblCodelink"), QStringList{"FIRST=R1"});
-    EXPECT_TRUE(pairs(file(), "tblManual").isEmpty());
-
+    EXPECT_EQ(tables(), (QStringList{"FIRST=R1", "", "FIRST=R1"}))
+        << "the first entry into an empty table is not recorded as manual";
     EXPECT_EQ(run("add", "SECOND", "R1"), 0) << "return values need not be unique";
-    EXPECT_EQ(pairs(file(), "tblCodelink"), (QStringList{"FIRST=R1", "SECOND=R1"}));
-    EXPECT_EQ(pairs(file(), "tblManual"), QStringList{"SECOND=R1"});
-    EXPECT_EQ(gridPairs(), (QStringList{"FIRST=R1", "SECOND=R1"}));
+    const QStringList added = {"FIRST=R1 SECOND=R1", "SECOND=R1", "FIRST=R1 SECOND=R1"};
+    EXPECT_EQ(tables(), added);
     EXPECT_EQ(boxes.model.data(boxes.model.index(1, 2)).toString(), "")
         << "an added row shows no unit until the grid is filled again";
     EXPECT_TRUE(dialogs.messages().empty());
-}
 
-TEST_F(UpdateCodelinkTest, AddRefusesAScanValueThatExistsInAnyCase) {
-    folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('ABC', 'R1', NULL, 1);");
-    fillGrid();
-    EXPECT_EQ(run("add", "abc", "OTHER"), -1);
-    ASSERT_EQ(dialogs.messages().size(), 1u);
-    EXPECT_EQ(dialogs.messages()[0].text,
-              "A scan value of abc already exists.  Duplicate scan codes are not allowed.");
+    EXPECT_EQ(run("add", "first", "OTHER"), -1);
+    ASSERT_EQ(dialogs.messageTexts(),
+              QStringList{"A scan value of first already exists.  Duplicate scan codes are not "
+                          "allowed."});
     EXPECT_EQ(dialogs.messages()[0].icon, Icon::Critical);
     EXPECT_EQ(boxes.focus, Boxes::Focus::Scan);
-    EXPECT_EQ(pairs(file(), "tblCodelink"), QStringList{"ABC=R1"});
-    EXPECT_TRUE(pairs(file(), "tblManual").isEmpty());
-    EXPECT_EQ(gridPairs(), QStringList{"ABC=R1"});
+    EXPECT_EQ(tables(), added);
 }
 
-TEST_F(UpdateCodelinkTest, ChangeRefusesAnotherRowsScanValueAndAcceptsItsOwn) {
-    folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('S1', 'R1', NULL, 1);"
-                             "INSERT INTO tblCodelink VALUES ('S2', 'R2', NULL, 1);"
-                             "INSERT INTO tblManual VALUES ('S2', 'R2');");
-    fillGrid();
+// Change refuses the scan value of another row, compared without letter case, and accepts the
+// row's own. A pair that is only in tblCodelink (an imported item) is not recorded as manual.
+TEST_F(UpdateCodelinkTest, ChangeRefusesAnotherRowsScanValueAndKeepsImportedPairsOutOfManual) {
+    fill("INSERT INTO tblCodelink VALUES ('S1', 'R1', 'Bolt', 4), ('S2', 'R2', NULL, 1);"
+         "INSERT INTO tblManual VALUES ('S2', 'R2');");
     selectRow(2);
     EXPECT_EQ(run("chg", "s1", "R9"), -1);
-    EXPECT_EQ(dialogs.messageTexts(),
+    ASSERT_EQ(dialogs.messageTexts(),
               QStringList{"Scan code 's1' already represents the return value 'R1'.  Please "
                           "choose another scan value."});
     EXPECT_EQ(dialogs.messages()[0].icon, Icon::None);
-    EXPECT_EQ(pairs(file(), "tblCodelink"), (QStringList{"S1=R1", "S2=R2"}));
+    EXPECT_EQ(tables(), (QStringList{"S1=R1 S2=R2", "S2=R2", "S1=R1 S2=R2"}));
 
     dialogs.clear();
     EXPECT_EQ(run("chg", "S2", "R2-NEW"), 0);
-    EXPECT_TRUE(dialogs.messages().empty());
-    EXPECT_EQ(pairs(file(), "tblCodelink"), (QStringList{"S1=R1", "S2=R2-NEW"}));
-    EXPECT_EQ(pairs(file(), "tblManual"), QStringList{"S2=R2-NEW"});
-    EXPECT_EQ(gridPairs(), (QStringList{"S1=R1", "S2=R2-NEW"}));
-}
-
-TEST_F(UpdateCodelinkTest, ChangingAnImportedPairDoesNotRecordItAsManual) {
-    folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('IMP', 'R1', 'Bolt', 4);"
-                             "INSERT INTO tblManual VALUES ('OTHER', 'X');");
-    fillGrid();
     selectRow(1);
-    EXPECT_EQ(run("chg", "IMP-2", "R2"), 0);
-    EXPECT_EQ(pairs(file(), "tblCodelink"), QStringList{"IMP-2=R2"});
-    EXPECT_EQ(pairs(file(), "tblManual"), QStringList{"OTHER=X"});
+    EXPECT_EQ(run("chg", "S1-2", "R1-NEW"), 0);
+    EXPECT_TRUE(dialogs.messages().empty());
+    EXPECT_EQ(tables(),
+              (QStringList{"S1-2=R1-NEW S2=R2-NEW", "S2=R2-NEW", "S1-2=R1-NEW S2=R2-NEW"}));
     EXPECT_EQ(boxes.model.data(boxes.model.index(0, 3)).toString(), "Bolt")
         << "the grid keeps the other fields of a changed row";
 }
 
-TEST_F(UpdateCodelinkTest, DeleteRemovesAManualPairFromBothTablesAndAnImportedOneFromTheGridOnly) {
-    folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('IMP', 'R1', NULL, 1);"
-                             "INSERT INTO tblCodelink VALUES ('MAN', 'R2', NULL, 1);"
-                             "INSERT INTO tblManual VALUES ('MAN', 'R2');");
-    fillGrid();
-    EXPECT_EQ(run("dlt", "MAN", "R2"), 1);
-    EXPECT_EQ(pairs(file(), "tblCodelink"), QStringList{"IMP=R1"});
-    EXPECT_TRUE(pairs(file(), "tblManual").isEmpty());
-    EXPECT_EQ(gridPairs(), QStringList{"IMP=R1"});
-    EXPECT_EQ(boxes.scan + u'=' + boxes.ret, "IMP=R1") << "the boxes show the first row";
-
-    EXPECT_EQ(run("dlt", "IMP", "R1"), 1);
-    EXPECT_TRUE(gridPairs().isEmpty());
-    EXPECT_EQ(pairs(file(), "tblCodelink"), QStringList{"IMP=R1"})
-        << "an imported pair keeps translating scans";
-    EXPECT_TRUE(dialogs.messages().empty());
-}
-
-TEST_F(UpdateCodelinkTest, DeleteRefusesAPairThatDiffersFromTheGridEvenInLetterCase) {
-    folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('MAN', 'R2', NULL, 1);"
-                             "INSERT INTO tblManual VALUES ('MAN', 'R2');");
-    fillGrid();
+// Delete finds the pair in the grid by exactly its texts. A manual pair leaves both tables; an
+// imported one leaves the grid only and keeps translating scans.
+TEST_F(UpdateCodelinkTest, DeleteNeedsTheExactPairAndRemovesOnlyManualPairsFromTheFile) {
+    fill("INSERT INTO tblCodelink VALUES ('IMP', 'R1', NULL, 1), ('MAN', 'R2', NULL, 1);"
+         "INSERT INTO tblManual VALUES ('MAN', 'R2');");
     EXPECT_EQ(run("dlt", "MAN", "WRONG"), -1);
     EXPECT_EQ(run("dlt", "man", "R2"), -1);
     EXPECT_EQ(run("dlt", "MAN", "r2"), -1);
     EXPECT_EQ(dialogs.messageTexts(),
               QStringList(3, "Scan/Return code combination not found in the table."));
     EXPECT_EQ(boxes.focus, Boxes::Focus::Scan);
-    EXPECT_EQ(pairs(file(), "tblCodelink"), QStringList{"MAN=R2"});
-    EXPECT_EQ(pairs(file(), "tblManual"), QStringList{"MAN=R2"});
-    EXPECT_EQ(gridPairs(), QStringList{"MAN=R2"});
-}
+    EXPECT_EQ(tables(), (QStringList{"IMP=R1 MAN=R2", "MAN=R2", "IMP=R1 MAN=R2"}));
 
-TEST_F(UpdateCodelinkTest, DeletingAManualPairMissingFromTheTranslationTableSaysSo) {
+    dialogs.clear();
+    EXPECT_EQ(run("dlt", "MAN", "R2"), 1);
+    EXPECT_EQ(tables(), (QStringList{"IMP=R1", "", "IMP=R1"}));
+    EXPECT_EQ(boxes.scan + u'=' + boxes.ret, "IMP=R1") << "the boxes show the first row";
+    EXPECT_EQ(run("dlt", "IMP", "R1"), 1);
+    EXPECT_EQ(tables(), (QStringList{"IMP=R1", "", ""}));
+    EXPECT_TRUE(dialogs.messages().empty());
+
+    // A manual pair that is missing from the translation table.
     folder.sql("dbscan.mdb", "INSERT INTO tblManual VALUES ('GONE', 'R1');");
-    fillGrid();
     boxes.model.appendRow("GONE", "R1");
     EXPECT_EQ(run("dlt", "GONE", "R1"), 1);
     EXPECT_EQ(dialogs.messageTexts(),
               QStringList{"The scan code was not found in the list and no items were deleted"});
-    EXPECT_TRUE(pairs(file(), "tblManual").isEmpty());
-    EXPECT_EQ(boxes.model.dataRows(), 0);
+    EXPECT_EQ(tables(), (QStringList{"IMP=R1", "", ""}));
 }
 
 TEST_F(UpdateCodelinkTest, ALockedDatabaseFailsClearlyAndChangesNothing) {
-    folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('S1', 'R1', NULL, 1);"
-                             "INSERT INTO tblManual VALUES ('S1', 'R1');");
-    fillGrid();
+    fill("INSERT INTO tblCodelink VALUES ('S1', 'R1', NULL, 1);"
+         "INSERT INTO tblManual VALUES ('S1', 'R1');");
     const dbtest::ShortBusyTimeout fast;
     {
         const dbtest::ShellLock lock(file());
@@ -216,21 +187,13 @@ TEST_F(UpdateCodelinkTest, ALockedDatabaseFailsClearlyAndChangesNothing) {
         EXPECT_EQ(testsupport::errorOf([&] { run("chg", "S1", "R2"); }).number,
                   platform::err::FileLocked);
     }
-    EXPECT_EQ(pairs(file(), "tblCodelink"), QStringList{"S1=R1"});
-    EXPECT_EQ(pairs(file(), "tblManual"), QStringList{"S1=R1"});
-    EXPECT_EQ(gridPairs(), QStringList{"S1=R1"});
+    EXPECT_EQ(tables(), (QStringList{"S1=R1", "S1=R1", "S1=R1"}));
 }
 
 // The grid answers "which row holds this scan value" from the file's index and its own edits;
 // the answer must be the one a walk over every row of the grid gives.
 TEST_F(UpdateCodelinkTest, GridSearchesAgreeWithAWalkOverEveryRow) {
-    QString inserts = "BEGIN;";
-    for (int i = 0; i < 3000; ++i)
-        inserts += QString("INSERT INTO tblCodelink VALUES ('K%1', 'V%2', NULL, 1);")
-                       .arg((i * 7919) % 3001)
-                       .arg(i % 50);
-    folder.sql("dbscan.mdb", inserts + "COMMIT;");
-    fillGrid();
+    fill(dbtest::insertRows(3000, "'K' || (i * 7919 % 3001), 'V' || (i % 50), NULL, 1"));
     db::CodelinkModel& grid = boxes.model;
     QRandomGenerator random(7);
     for (int i = 0; i < 200; ++i) {
@@ -246,16 +209,13 @@ TEST_F(UpdateCodelinkTest, GridSearchesAgreeWithAWalkOverEveryRow) {
             grid.removeRow(row);
         }
     }
-    const auto walkScan = [&](const QString& scan, int skip) {
+    // The first row other than skip whose scan value matches, and whose return value is ret when
+    // one is given (then letter case counts).
+    const auto walk = [&](const QString& scan, int skip, const QString& ret) {
         for (int row = 1; row <= grid.dataRows(); ++row) {
-            if (row != skip && db::sameText(grid.text(row, 0), scan))
-                return row;
-        }
-        return 0;
-    };
-    const auto walkPair = [&](const QString& scan, const QString& ret) {
-        for (int row = 1; row <= grid.dataRows(); ++row) {
-            if (grid.text(row, 0) == scan && grid.text(row, 1) == ret)
+            const bool found = ret.isNull() ? db::sameText(grid.text(row, 0), scan)
+                                            : grid.text(row, 0) == scan && grid.text(row, 1) == ret;
+            if (row != skip && found)
                 return row;
         }
         return 0;
@@ -264,7 +224,7 @@ TEST_F(UpdateCodelinkTest, GridSearchesAgreeWithAWalkOverEveryRow) {
         const QString scan = QString(i % 2 ? "K%1" : "k%1").arg(random.bounded(3200));
         const QString ret = QString("V%1").arg(random.bounded(50));
         const int skip = static_cast<int>(random.bounded(grid.dataRows() + 1));
-        ASSERT_EQ(grid.findScan(scan, skip), walkScan(scan, skip)) << scan.toStdString();
-        ASSERT_EQ(grid.findPair(scan, ret), walkPair(scan, ret)) << scan.toStdString();
+        ASSERT_EQ(grid.findScan(scan, skip), walk(scan, skip, QString())) << scan.toStdString();
+        ASSERT_EQ(grid.findPair(scan, ret), walk(scan, 0, ret)) << scan.toStdString();
     }
 }

@@ -1,7 +1,6 @@
 // The scanning path end to end: a scanner at the far end of a real serial pair (socat), the
 // program's port, framing, translation and delivery, the real X11 typer, and a real window on a
 // private Xvfb display that writes down the keys it gets.
-#include "core/program_folder.h"
 #include "core/scan_session.h"
 #include "core/settings.h"
 #include "core/shared_state.h"
@@ -11,8 +10,6 @@
 #include "support/scripted_dialogs.h"
 #include "support/socat_pair.h"
 #include "x11_session.h"
-
-#include <QSignalSpy>
 
 #include <gtest/gtest.h>
 
@@ -62,12 +59,12 @@ protected:
         folder_.reset();
     }
 
-    // Scans through the far end; returns what the window received for them, up to the end mark
-    // (a scan of "END" in wedge form types "END" and the template's keys).
-    QString scan(const QByteArray& bytes, const QString& end) {
+    // Scans through the far end; returns what the window received for them, up to the Enter
+    // at the end of the template.
+    QString scan(const QByteArray& bytes) {
         const qsizetype from = receiver_->received().size();
         pair_->writeToPeer(bytes);
-        return receiver_->waitForEnd(from, end, 20000);
+        return receiver_->waitForEnd(from, "{ENTER}", 20000);
     }
 
     static inline std::unique_ptr<e2e::XvfbDisplay> display_;
@@ -82,21 +79,18 @@ protected:
 
 } // namespace
 
-TEST_F(ScanningEndToEnd, TranslatedAndUnknownScansArriveThroughTheTemplate) {
+TEST_F(ScanningEndToEnd, ScansArriveThroughTheTemplateEachAcknowledgedOnce) {
+    shared().ACK = true;
     session_->start();
-    EXPECT_EQ(scan("0012345\r\n", "{ENTER}"), "WIDGET-7{TAB}12");
-    EXPECT_EQ(scan("0012345\r\n", "{ENTER}"), "WIDGET-7{TAB}12");
-    EXPECT_EQ(scan("999\r\n", "{ENTER}"), "999{TAB}1") << "an unknown code passes through";
-    EXPECT_EQ(scan("SPECIAL\r\n", "{ENTER}"), "A{+}B {(}50{%}{)} {~}x{^} Größe{TAB}1")
+    EXPECT_EQ(scan("0012345\r\n"), "WIDGET-7{TAB}12");
+    EXPECT_EQ(scan("SPECIAL\r\n"), "A{+}B {(}50{%}{)} {~}x{^} Größe{TAB}1")
         << "return values arrive literally";
+    shared().RetAsScan = true; // keyboard wedge: the scan itself
+    EXPECT_EQ(scan("0012345\r\n"), "0012345{TAB}1");
+    EXPECT_EQ(scan("é (x)\r\n"), "é {(}x{)}{TAB}1");
+    EXPECT_EQ(pair_->readFromPeer(5, std::chrono::milliseconds(500)), QByteArray(4, '\x06'))
+        << "exactly one 0x06 per delivered scan";
     EXPECT_TRUE(dialogs_.messages().empty());
-}
-
-TEST_F(ScanningEndToEnd, KeyboardWedgeTypesTheScan) {
-    shared().RetAsScan = true;
-    session_->start();
-    EXPECT_EQ(scan("0012345\r\n", "{ENTER}"), "0012345{TAB}1");
-    EXPECT_EQ(scan("é (x)\r\n", "{ENTER}"), "é {(}x{)}{TAB}1");
 }
 
 TEST_F(ScanningEndToEnd, QuietModeTakesItsTimeoutFromTheIniFile) {
@@ -105,35 +99,22 @@ TEST_F(ScanningEndToEnd, QuietModeTakesItsTimeoutFromTheIniFile) {
     session_->start();
     EXPECT_EQ(shared().intTimeout, 40);
     // Two chunks 40 ms apart (far under ten ticks of 40 ms) are one scan.
-    const qsizetype from = receiver_->received().size();
     pair_->writeToPeer("0012");
     e2e::pumpUntil([] { return false; }, 40);
-    pair_->writeToPeer("345");
-    EXPECT_EQ(receiver_->waitForEnd(from, "{ENTER}", 20000), "WIDGET-7{TAB}12");
-}
-
-TEST_F(ScanningEndToEnd, OneAcknowledgementPerDeliveredScan) {
-    shared().ACK = true;
-    session_->start();
-    for (int i = 0; i < 5; ++i)
-        ASSERT_EQ(scan("0012345\r\n", "{ENTER}"), "WIDGET-7{TAB}12");
-    EXPECT_EQ(pair_->readFromPeer(6, std::chrono::milliseconds(500)), QByteArray(5, '\x06'))
-        << "exactly one 0x06 per delivered scan";
+    EXPECT_EQ(scan("345"), "WIDGET-7{TAB}12");
 }
 
 TEST_F(ScanningEndToEnd, VanishingPortIsReportedOnceAndScanningCanStartAgain) {
-    QSignalSpy changes(session_.get(), &core::ScanSession::stateChanged);
     session_->start();
-    EXPECT_EQ(scan("0012345\r\n", "{ENTER}"), "WIDGET-7{TAB}12");
+    EXPECT_EQ(scan("0012345\r\n"), "WIDGET-7{TAB}12");
     pair_->killPeer();
     ASSERT_TRUE(e2e::pumpUntil([&] { return !session_->isOn(); }, 5000));
     e2e::pumpUntil([] { return false; }, 300); // nothing further may be reported
     ASSERT_EQ(dialogs_.messages().size(), 1u);
     EXPECT_TRUE(dialogs_.messages()[0].text.startsWith("Com Port#" + pair_->port()));
     EXPECT_FALSE(port_.portOpen());
-    EXPECT_FALSE(changes.last()[0].toBool());
 
     pair_->restart();
     session_->start();
-    EXPECT_EQ(scan("0012345\r\n", "{ENTER}"), "WIDGET-7{TAB}12");
+    EXPECT_EQ(scan("0012345\r\n"), "WIDGET-7{TAB}12");
 }

@@ -11,56 +11,57 @@
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <tuple>
 
-using platform::AppError;
 using platform::Database;
 using testsupport::errorOf;
 using testsupport::TempProgramFolder;
 namespace err = platform::err;
 
-TEST(DatabaseOpen, NeverCreatesAFileAndNamesTheMissingPath) {
+// The shipped dbscan.mdb in a fresh program folder, open.
+class ProgramDatabase : public ::testing::Test {
+protected:
+    TempProgramFolder folder;
+    Database db = Database::open(folder.file("dbscan.mdb"));
+};
+
+TEST(DatabaseOpen, RefusesMissingJetAndForeignFilesByNameAndNeverCreatesAFile) {
     QTemporaryDir dir;
-    const QString missing = dir.filePath("nothing.mdb");
-    const auto error = errorOf([&] { Database::open(missing); });
-    EXPECT_EQ(error.number, err::FileNotFound);
-    EXPECT_TRUE(error.description.contains(missing)) << error.description.toStdString();
-    EXPECT_TRUE(QDir(dir.path()).isEmpty()) << "opening must not create anything";
+    const auto write = [&](const char* name, const QByteArray& bytes) {
+        QFile file(dir.filePath(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+        return file.fileName();
+    };
+    const QByteArray jet =
+        QByteArray("\x00\x01\x00\x00Standard Jet DB\x00", 20) + QByteArray(2000, '\0');
+    const std::tuple<QString, int, const char*> cases[] = {
+        {dir.filePath("nothing.mdb"), err::FileNotFound, "Could not find file"},
+        {write("old.mdb", jet), err::UnrecognizedFormat, "Jet/Access"},
+        {write("notes.mdb", "these are not the rows you are looking for\n"),
+         err::UnrecognizedFormat, "Unrecognized database format"}};
+    for (const auto& [path, number, why] : cases) {
+        const auto error = errorOf([&] { Database::open(path); });
+        EXPECT_EQ(error.number, number) << path.toStdString();
+        EXPECT_TRUE(error.description.contains(why)) << error.description.toStdString();
+        EXPECT_TRUE(error.description.contains(path)) << error.description.toStdString();
+    }
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList({"notes.mdb", "old.mdb"}))
+        << "opening must not create anything";
 }
 
 TEST(DatabaseOpen, SuppliesExtensionAndMatchesNamesWithoutCase) {
     TempProgramFolder folder;
     for (const QString name : {"dbScan", "DBSCAN.MDB", "dbScan.mdb", "\\dbScan"}) {
-        SCOPED_TRACE(name.toStdString());
         const QString path = name.startsWith('\\') ? folder.path() + name : folder.file(name);
         Database db = Database::open(path);
-        EXPECT_EQ(QFileInfo(db.path()).fileName(), "dbscan.mdb");
+        EXPECT_EQ(QFileInfo(db.path()).fileName(), "dbscan.mdb") << name.toStdString();
         EXPECT_TRUE(db.hasTable("tblSettings"));
     }
 }
 
-TEST(DatabaseOpen, RefusesJetFilesAndForeignFilesByName) {
-    QTemporaryDir dir;
-    QFile jet(dir.filePath("old.mdb"));
-    ASSERT_TRUE(jet.open(QIODevice::WriteOnly));
-    jet.write(QByteArray("\x00\x01\x00\x00Standard Jet DB\x00", 20) + QByteArray(2000, '\0'));
-    jet.close();
-    auto error = errorOf([&] { Database::open(jet.fileName()); });
-    EXPECT_EQ(error.number, err::UnrecognizedFormat);
-    EXPECT_TRUE(error.description.contains("Jet/Access")) << error.description.toStdString();
-    EXPECT_TRUE(error.description.contains(jet.fileName()));
-
-    QFile text(dir.filePath("notes.mdb"));
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
-    text.write("these are not the rows you are looking for\n");
-    text.close();
-    error = errorOf([&] { Database::open(text.fileName()); });
-    EXPECT_EQ(error.number, err::UnrecognizedFormat);
-    EXPECT_TRUE(error.description.contains(text.fileName()));
-}
-
-TEST(DatabaseText, ComparesWithoutCaseInSeeksQueriesAndKeys) {
-    TempProgramFolder folder;
-    Database db = Database::open(folder.file("dbscan.mdb"));
+TEST_F(ProgramDatabase, ComparesTextWithoutCaseInSeeksQueriesAndKeys) {
     {
         platform::Table codes = db.openTable("tblCodelink");
         codes.setIndex("PrimaryKey");
@@ -83,73 +84,62 @@ TEST(DatabaseText, ComparesWithoutCaseInSeeksQueriesAndKeys) {
     EXPECT_EQ(rs.recordCount(), 1);
 }
 
-TEST(DatabaseRecordset, EditAddAndDeleteReachTheFile) {
-    TempProgramFolder folder;
-    {
-        Database db = Database::open(folder.file("dbscan.mdb"));
-        platform::Recordset settings = db.openRecordset("SELECT * FROM tblSettings");
-        ASSERT_EQ(settings.recordCount(), 1);
-        settings.edit();
-        settings.setValue("ComPort", "/dev/ttyUSB0");
-        settings.setValue("autostart", true);
-        settings.update();
-
-        platform::Recordset strings = db.openRecordset("tblAppendStr");
-        strings.addNew();
-        strings.setValue("Name", "Mine");
-        strings.setValue("String", "<RetVal><F2>");
-        strings.update();
-        strings.moveFirst();
-        EXPECT_EQ(strings.value("Name").toString(), "Enter");
-        strings.deleteCurrent();
-        EXPECT_EQ(errorOf([&] { strings.value("Name"); }).number, err::RecordDeleted);
-        strings.moveNext();
-        EXPECT_EQ(strings.value("Name").toString(), "Tab");
-    }
-    Database db = Database::open(folder.file("dbscan.mdb"));
+TEST_F(ProgramDatabase, RecordsetEditAddAndDeleteReachTheFile) {
     platform::Recordset settings = db.openRecordset("SELECT * FROM tblSettings");
-    EXPECT_EQ(settings.value("comport").toString(), "/dev/ttyUSB0");
-    EXPECT_EQ(settings.value("autostart").toInt(), 1);
-    platform::Recordset mine = db.openRecordset(
+    ASSERT_EQ(settings.recordCount(), 1);
+    settings.edit();
+    settings.setValue("ComPort", "/dev/ttyUSB0");
+    settings.setValue("autostart", true);
+    settings.update();
+
+    platform::Recordset strings = db.openRecordset("tblAppendStr");
+    strings.addNew();
+    strings.setValue("Name", "Mine");
+    strings.setValue("String", "<RetVal><F2>");
+    strings.update();
+    strings.moveFirst();
+    EXPECT_EQ(strings.value("Name").toString(), "Enter");
+    strings.deleteCurrent();
+    EXPECT_EQ(errorOf([&] { strings.value("Name"); }).number, err::RecordDeleted);
+    strings.moveNext();
+    EXPECT_EQ(strings.value("Name").toString(), "Tab");
+
+    // Read back through a connection of its own.
+    Database again = Database::open(folder.file("dbscan.mdb"));
+    platform::Recordset stored = again.openRecordset("SELECT * FROM tblSettings");
+    EXPECT_EQ(stored.value("comport").toString(), "/dev/ttyUSB0");
+    EXPECT_EQ(stored.value("autostart").toInt(), 1);
+    platform::Recordset mine = again.openRecordset(
         "SELECT tblAppendStr.* From tblAppendStr WHERE (((tblAppendStr.Name)='Mine'));");
     ASSERT_EQ(mine.recordCount(), 1);
     EXPECT_EQ(mine.value("Use").toInt(), 0) << "a new row keeps the table's default";
-    EXPECT_EQ(db.openRecordset("SELECT Name FROM tblAppendStr WHERE Name = 'Enter'").recordCount(),
-              0);
-
-    platform::Recordset counted = db.openRecordset("SELECT count(*) AS n FROM tblAppendStr");
+    EXPECT_EQ(
+        again.openRecordset("SELECT Name FROM tblAppendStr WHERE Name = 'Enter'").recordCount(), 0);
+    platform::Recordset counted = again.openRecordset("SELECT count(*) AS n FROM tblAppendStr");
     EXPECT_EQ(counted.value("n").toInt(), 5);
     EXPECT_EQ(errorOf([&] { counted.edit(); }).number, err::ReadOnly);
 }
 
-TEST(DatabaseTable, OpensOnFirstRowAndWalksInIndexOrder) {
-    TempProgramFolder folder;
+TEST_F(ProgramDatabase, TableOpensOnFirstRowAndWalksInIndexOrder) {
     Database keysDb = Database::open(folder.path() + "/CmdKeys");
     platform::Table keys = keysDb.openTable("Keys");
     keys.setIndex("PrimaryKey");
     ASSERT_FALSE(keys.eof());
     EXPECT_EQ(keys.value("Name").toString(), "Tab");
     int count = 0;
-    while (!keys.eof()) {
+    for (; !keys.eof(); keys.moveNext(), ++count)
         EXPECT_EQ(keys.value("Index").toInt(), count);
-        keys.moveNext();
-        ++count;
-    }
     EXPECT_EQ(count, 27);
     EXPECT_EQ(keys.recordCount(), 27);
     keys.seek(14);
     keys.moveNext(); // a walk goes on from a sought row
     EXPECT_EQ(keys.value("Name").toString(), "F1");
 
-    Database db = Database::open(folder.file("dbscan.mdb"));
-    platform::Table empty = db.openTable("tblManual");
-    EXPECT_TRUE(empty.eof());
+    EXPECT_TRUE(db.openTable("tblManual").eof());
     EXPECT_EQ(errorOf([&] { db.openTable("tblNothing"); }).number, err::TableNotFound);
 }
 
-TEST(DatabaseSchema, AddFieldMakesTheRequestedTypes) {
-    TempProgramFolder folder;
-    Database db = Database::open(folder.file("dbscan.mdb"));
+TEST_F(ProgramDatabase, AddFieldMakesTheRequestedTypes) {
     db.addField("tblPreview", "Ratio", platform::fieldtype::Double, 1);
     db.addField("tblPreview", "Code", platform::fieldtype::Text, 20);
     EXPECT_TRUE(db.hasField("tblPreview", "ratio"));

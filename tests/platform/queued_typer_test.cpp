@@ -2,10 +2,8 @@
 #include "platform/queued_typer.h"
 #include "support/errors.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
+#include <QTest>
 
-#include <functional>
 #include <gtest/gtest.h>
 
 using namespace platform;
@@ -23,27 +21,25 @@ public:
     std::vector<Clock::time_point> sentAt;
     int bursts = 0;
     int quietCalls = 0;
-    int asked = 0;
-    char32_t holdBack = 0;                // this character must wait once ...
-    std::chrono::milliseconds holdFor{0}; // ... for this long
+    static constexpr std::chrono::milliseconds kHoldFor{40};
+    char32_t holdBack = 0; // this character must wait kHoldFor, once
     char32_t failOn = 0;
-    QString* mirror = nullptr; // also written here, to be read after the typer is gone
+    QString* mirror = nullptr; // a copy of sent, to be read after the typer is gone
 
 protected:
     void beginBurst() override { ++bursts; }
 
     std::optional<Clock::time_point> sendKey(const KeyAction& action) override {
-        ++asked;
         if (action.character == failOn)
             throw AppError(70, "Permission denied: test");
         if (action.character == holdBack) {
             holdBack = 0;
-            return Clock::now() + holdFor;
+            return Clock::now() + kHoldFor;
         }
         sent += QString::fromUcs4(&action.character, 1);
-        if (mirror)
-            *mirror += QString::fromUcs4(&action.character, 1);
         sentAt.push_back(Clock::now());
+        if (mirror)
+            *mirror = sent;
         return std::nullopt;
     }
 
@@ -51,36 +47,32 @@ protected:
     std::chrono::milliseconds quietPeriod() const override { return 30ms; }
 };
 
-bool waitUntil(const std::function<bool()>& done) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done() && timer.elapsed() < 5000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    return done();
-}
-
 } // namespace
 
-TEST(QueuedTyper, WithoutDelaySendsEverythingBeforeTypeReturns) {
+TEST(QueuedTyper, WithoutDelayTypeSendsEverythingAndAFailureDropsTheRest) {
     FakeSystemTyper typer;
     typer.type(ParseSendKeys("abc"));
     typer.type(ParseSendKeys("de"));
     EXPECT_EQ(typer.sent, "abcde");
-    EXPECT_EQ(typer.pendingKeys(), 0u);
     EXPECT_EQ(typer.bursts, 2);
+
+    typer.failOn = U'x';
+    EXPECT_EQ(testsupport::errorOf([&] { typer.type(ParseSendKeys("fxg")); }).number, 70);
+    typer.failOn = 0;
+    typer.type(ParseSendKeys("h"));
+    EXPECT_EQ(typer.sent, "abcdefh") << "nothing of the failed call is left queued";
+    EXPECT_EQ(typer.bursts, 4);
 }
 
 TEST(QueuedTyper, KeyDelaySpacesKeysFromTheEventLoopInOrder) {
     FakeSystemTyper typer;
     typer.setKeyDelay(25);
     typer.type(ParseSendKeys("abc"));
-    // type() came back after the first key: the rest waits for the event loop.
-    EXPECT_EQ(typer.sent, "a");
-    EXPECT_EQ(typer.pendingKeys(), 2u);
+    EXPECT_EQ(typer.sent, "a") << "type() comes back after the first key";
     typer.type(ParseSendKeys("de"));
     EXPECT_EQ(typer.bursts, 1) << "a call while keys are queued continues the burst";
 
-    ASSERT_TRUE(waitUntil([&] { return typer.pendingKeys() == 0; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return typer.pendingKeys() == 0; }));
     EXPECT_EQ(typer.sent, "abcde");
     for (std::size_t i = 1; i < typer.sentAt.size(); ++i)
         EXPECT_GE(typer.sentAt[i] - typer.sentAt[i - 1], 25ms) << "between key " << i;
@@ -89,54 +81,34 @@ TEST(QueuedTyper, KeyDelaySpacesKeysFromTheEventLoopInOrder) {
 TEST(QueuedTyper, KeyHeldBackBySystemIsRetriedLaterAndKeepsItsPlace) {
     FakeSystemTyper typer;
     typer.holdBack = U'b';
-    typer.holdFor = 40ms;
     const auto start = QueuedTyper::Clock::now();
     typer.type(ParseSendKeys("abc"));
     EXPECT_EQ(typer.sent, "a");
-    ASSERT_TRUE(waitUntil([&] { return typer.pendingKeys() == 0; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return typer.pendingKeys() == 0; }));
     EXPECT_EQ(typer.sent, "abc");
-    EXPECT_GE(typer.sentAt[1] - start, 40ms);
+    EXPECT_GE(typer.sentAt[1] - start, FakeSystemTyper::kHoldFor);
 }
 
-TEST(QueuedTyper, FinishSendsTheQueueAtOnceAndQuietFollowsIdleness) {
-    FakeSystemTyper typer;
-    typer.setKeyDelay(5);
-    typer.type(ParseSendKeys("wxyz"));
-    typer.finish();
-    EXPECT_EQ(typer.sent, "wxyz");
-    EXPECT_EQ(typer.quietCalls, 0);
-    ASSERT_TRUE(waitUntil([&] { return typer.quietCalls == 1; }));
-}
-
-TEST(QueuedTyper, QuietWaitsWhileKeysArePending) {
-    FakeSystemTyper typer;
-    typer.setKeyDelay(20);
-    typer.type(ParseSendKeys("abcdef")); // 100 ms of keys, beyond the 30 ms quiet period
-    ASSERT_TRUE(waitUntil([&] { return typer.pendingKeys() == 0; }));
-    EXPECT_EQ(typer.quietCalls, 0);
-    ASSERT_TRUE(waitUntil([&] { return typer.quietCalls == 1; }));
-}
-
-TEST(QueuedTyper, FailureDropsTheRestAndTheNextCallStartsAfresh) {
-    FakeSystemTyper typer;
-    typer.failOn = U'x';
-    const auto error = testsupport::errorOf([&] { typer.type(ParseSendKeys("axb")); });
-    EXPECT_EQ(error.number, 70);
-    EXPECT_EQ(typer.pendingKeys(), 0u);
-    typer.failOn = 0;
-    typer.type(ParseSendKeys("c"));
-    EXPECT_EQ(typer.sent, "ac");
-    EXPECT_EQ(typer.bursts, 2);
-}
-
-TEST(QueuedTyper, DestructionTypesWhatIsStillQueued) {
+// quiet() comes once nothing was typed for its period; finish() and the destructor send what is
+// queued at once.
+TEST(QueuedTyper, QuietFollowsTheLastKeyAndFinishAndDestructionSendTheQueue) {
     QString sent;
     {
         FakeSystemTyper typer;
         typer.mirror = &sent;
-        typer.setKeyDelay(10);
-        typer.type(ParseSendKeys("abc"));
-        EXPECT_EQ(sent, "a");
+        typer.setKeyDelay(20);
+        typer.type(ParseSendKeys("abcdef")); // 100 ms of keys, beyond the 30 ms quiet period
+        ASSERT_TRUE(QTest::qWaitFor([&] { return typer.pendingKeys() == 0; }));
+        EXPECT_EQ(typer.quietCalls, 0);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return typer.quietCalls == 1; }));
+
+        typer.type(ParseSendKeys("wx"));
+        typer.finish();
+        EXPECT_EQ(sent, "abcdefwx");
+        EXPECT_EQ(typer.quietCalls, 1);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return typer.quietCalls == 2; }));
+        typer.type(ParseSendKeys("yz"));
+        EXPECT_EQ(sent, "abcdefwxy");
     }
-    EXPECT_EQ(sent, "abc");
+    EXPECT_EQ(sent, "abcdefwxyz");
 }

@@ -1,6 +1,7 @@
 #include "platform/send_keys.h"
 #include "support/errors.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 using namespace platform;
@@ -24,107 +25,61 @@ KeyActions parse(const char16_t* text) {
 
 } // namespace
 
-TEST(ParseSendKeys, TypesOrdinaryCharactersAsThemselves) {
-    EXPECT_EQ(parse(u"aZ 9"), (KeyActions{ch('a'), ch('Z'), ch(' '), ch('9')}));
-    EXPECT_EQ(parse(u"Größe Ω€"), (KeyActions{ch(U'G'), ch(U'r'), ch(U'ö'), ch(U'ß'), ch(U'e'),
-                                              ch(U' '), ch(U'Ω'), ch(U'€')}));
-    EXPECT_EQ(parse(u"[x]"), (KeyActions{ch('['), ch('x'), ch(']')}));
-    // A character outside the BMP is one key, not two halves.
-    EXPECT_EQ(parse(u"😀"), KeyActions{ch(U'😀')});
+TEST(ParseSendKeys, CharactersModifiersAndGroups) {
+    // Brackets are plain characters; a character outside the BMP is one key, not two halves.
+    EXPECT_EQ(parse(u"a [ö€]😀"),
+              (KeyActions{ch('a'), ch(' '), ch('['), ch(U'ö'), ch(U'€'), ch(']'), ch(U'😀')}));
     EXPECT_TRUE(parse(u"").empty());
-}
-
-TEST(ParseSendKeys, ModifiersHoldForTheNextKeyOrGroup) {
-    EXPECT_EQ(parse(u"+ab"), (KeyActions{ch('a', ShiftModifier), ch('b')}));
-    EXPECT_EQ(parse(u"^+a"), KeyActions{ch('a', ShiftModifier | ControlModifier)});
-    EXPECT_EQ(parse(u"%{F4}"), KeyActions{key(NamedKey::F4, AltModifier)});
-    EXPECT_EQ(parse(u"+~"), KeyActions{key(NamedKey::Enter, ShiftModifier)});
-    EXPECT_EQ(parse(u"+(ab)c"),
-              (KeyActions{ch('a', ShiftModifier), ch('b', ShiftModifier), ch('c')}));
+    // A modifier holds for the next key only.
+    EXPECT_EQ(parse(u"+ab^+c%{F4}+~"),
+              (KeyActions{ch('a', ShiftModifier), ch('b'), ch('c', ShiftModifier | ControlModifier),
+                          key(NamedKey::F4, AltModifier), key(NamedKey::Enter, ShiftModifier)}));
     // Groups nest; the inner modifiers add to the outer ones and end with their group.
-    EXPECT_EQ(parse(u"^(a+(b)c)d"),
+    EXPECT_EQ(parse(u"^(a+(b)c)d(ef)"),
               (KeyActions{ch('a', ControlModifier), ch('b', ControlModifier | ShiftModifier),
-                          ch('c', ControlModifier), ch('d')}));
-    EXPECT_EQ(parse(u"(ab)"), (KeyActions{ch('a'), ch('b')}));
-    EXPECT_EQ(parse(u"+{a 3}"), KeyActions(3, ch('a', ShiftModifier)));
+                          ch('c', ControlModifier), ch('d'), ch('e'), ch('f')}));
 }
 
 TEST(ParseSendKeys, KnowsEveryKeyNameWithoutRegardToCase) {
-    const std::pair<const char16_t*, NamedKey> names[] = {
-        {u"{BACKSPACE}", NamedKey::Backspace},
-        {u"{bs}", NamedKey::Backspace},
-        {u"{Bksp}", NamedKey::Backspace},
-        {u"{BREAK}", NamedKey::Break},
-        {u"{CAPSLOCK}", NamedKey::CapsLock},
-        {u"{DELETE}", NamedKey::Delete},
-        {u"{del}", NamedKey::Delete},
-        {u"{DOWN}", NamedKey::Down},
-        {u"{END}", NamedKey::End},
-        {u"{enter}", NamedKey::Enter},
-        {u"~", NamedKey::Enter},
-        {u"{ESC}", NamedKey::Escape},
-        {u"{HELP}", NamedKey::Help},
-        {u"{HOME}", NamedKey::Home},
-        {u"{INSERT}", NamedKey::Insert},
-        {u"{ins}", NamedKey::Insert},
-        {u"{LEFT}", NamedKey::Left},
-        {u"{NUMLOCK}", NamedKey::NumLock},
-        {u"{PGDN}", NamedKey::PageDown},
-        {u"{PgUp}", NamedKey::PageUp},
-        {u"{PRTSC}", NamedKey::PrintScreen},
-        {u"{RIGHT}", NamedKey::Right},
-        {u"{SCROLLLOCK}", NamedKey::ScrollLock},
-        {u"{Tab}", NamedKey::Tab},
-        {u"{UP}", NamedKey::Up},
-        {u"{ADD}", NamedKey::Add},
-        {u"{SUBTRACT}", NamedKey::Subtract},
-        {u"{multiply}", NamedKey::Multiply},
-        {u"{DIVIDE}", NamedKey::Divide},
-    };
-    for (const auto& [text, named] : names)
-        EXPECT_EQ(parse(text), KeyActions{key(named)}) << QString::fromUtf16(text).toStdString();
-    for (int n = 1; n <= 16; ++n)
-        EXPECT_EQ(ParseSendKeys(QStringLiteral("{f%1}").arg(n)),
-                  KeyActions{key(NamedKey(int(NamedKey::F1) + n - 1))})
-            << n;
+    // In the order of NamedKey, with the other names of a key after its first.
+    const QString names = "{BACKSPACE}{bs}{Bksp}{BREAK}{CAPSLOCK}{DELETE}{del}{DOWN}{END}{enter}~"
+                          "{ESC}{HELP}{HOME}{INSERT}{ins}{LEFT}{NUMLOCK}{PGDN}{PgUp}{PRTSC}{RIGHT}"
+                          "{SCROLLLOCK}{Tab}{UP}{f1}{F2}{F3}{F4}{F5}{F6}{F7}{F8}{F9}{F10}{F11}{F12}"
+                          "{F13}{F14}{F15}{f16}{ADD}{SUBTRACT}{multiply}{DIVIDE}";
+    const NamedKey secondNames[] = {NamedKey::Backspace, NamedKey::Backspace, NamedKey::Delete,
+                                    NamedKey::Enter, NamedKey::Insert};
+    KeyActions expected;
+    for (int k = 0; k <= int(NamedKey::Divide); ++k)
+        expected.insert(expected.end(), 1 + std::ranges::count(secondNames, NamedKey(k)),
+                        key(NamedKey(k)));
+    EXPECT_EQ(ParseSendKeys(names), expected) << DescribeKeys(ParseSendKeys(names)).toStdString();
 }
 
-TEST(ParseSendKeys, RepeatsKeysAndCharacters) {
+TEST(ParseSendKeys, BracesRepeatKeysAndMakeSpecialsLiteral) {
     EXPECT_EQ(parse(u"{TAB 3}"), KeyActions(3, key(NamedKey::Tab)));
     EXPECT_EQ(parse(u"{x 2}y"), (KeyActions{ch('x'), ch('x'), ch('y')}));
+    EXPECT_EQ(parse(u"+{a 3}"), KeyActions(3, ch('a', ShiftModifier)));
     EXPECT_EQ(parse(u"{} 2}"), KeyActions(2, ch('}')));
-    EXPECT_EQ(parse(u"{+ 2}"), KeyActions(2, ch('+')));
     EXPECT_EQ(parse(u"{  2}"), KeyActions(2, ch(' ')));
     EXPECT_EQ(parse(u"{ }"), KeyActions{ch(' ')});
-    EXPECT_EQ(parse(u"{é 2}"), KeyActions(2, ch(U'é')));
+    EXPECT_EQ(parse(u"{😀 2}"), KeyActions(2, ch(U'😀')));
     EXPECT_TRUE(parse(u"{LEFT 0}").empty());
     EXPECT_EQ(parse(u"{a 9999}").size(), 9999u);
-}
-
-TEST(ParseSendKeys, BracedSpecialsAreLiteralCharacters) {
-    for (const char16_t special : u"+^%~(){}[]") {
-        if (special == 0)
-            break;
-        const QString text = QStringLiteral("{%1}").arg(QChar(special));
-        EXPECT_EQ(ParseSendKeys(text), KeyActions{ch(special)}) << text.toStdString();
-    }
-    EXPECT_EQ(parse(u"ABC {(}1{)}~"), (KeyActions{ch('A'), ch('B'), ch('C'), ch(' '), ch('('),
-                                                  ch('1'), ch(')'), key(NamedKey::Enter)}));
+    for (const QChar special : QStringView(u"+^%~(){}[]"))
+        EXPECT_EQ(ParseSendKeys(QStringLiteral("{%1}").arg(special)),
+                  KeyActions{ch(special.unicode())})
+            << special.toLatin1();
 }
 
 TEST(ParseSendKeys, LineEndsTabsAndControlCharactersBecomeKeys) {
-    const KeyActions aEnterB{ch('a'), key(NamedKey::Enter), ch('b')};
-    EXPECT_EQ(parse(u"a\r\nb"), aEnterB);
-    EXPECT_EQ(parse(u"a\nb"), aEnterB);
-    EXPECT_EQ(parse(u"a\rb"), aEnterB);
-    EXPECT_EQ(parse(u"\n\r"), KeyActions(2, key(NamedKey::Enter)));
+    // CR LF, LF and CR are one Enter each, LF CR two; 0x1D is the group separator of GS1 codes.
+    const KeyAction enter = key(NamedKey::Enter);
+    EXPECT_EQ(
+        parse(u"a\r\nb\nc\rd\n\r\t\x08\x1b\x7f\x1d\x01"),
+        (KeyActions{ch('a'), enter, ch('b'), enter, ch('c'), enter, ch('d'), enter, enter,
+                    key(NamedKey::Tab), key(NamedKey::Backspace), key(NamedKey::Escape),
+                    key(NamedKey::Delete), ch(']', ControlModifier), ch('a', ControlModifier)}));
     EXPECT_EQ(parse(u"+\r\n"), KeyActions{key(NamedKey::Enter, ShiftModifier)});
-    EXPECT_EQ(parse(u"\t"), KeyActions{key(NamedKey::Tab)});
-    EXPECT_EQ(parse(u"\x08\x1b\x7f"),
-              (KeyActions{key(NamedKey::Backspace), key(NamedKey::Escape), key(NamedKey::Delete)}));
-    // The group separator of GS1 codes, as wedge scanners type it.
-    EXPECT_EQ(parse(u"1\x1d"), (KeyActions{ch('1'), ch(']', ControlModifier)}));
-    EXPECT_EQ(parse(u"\x01"), KeyActions{ch('a', ControlModifier)});
     EXPECT_EQ(ParseSendKeys(QString(QChar(0))), KeyActions{ch('@', ControlModifier)});
 }
 
@@ -135,10 +90,8 @@ TEST(ParseSendKeys, RefusesMalformedTextWithItsPlace) {
         {u"{}", "unbalanced brace at position 1"},
         {u"a}b", "unbalanced brace at position 2"},
         {u"{FOO}", "unknown key name \"FOO\" at position 2"},
-        {u"{RetVal}~", "unknown key name \"RetVal\""},
         {u"{ 3}", "unknown key name \"\""},
         {u"{TAB x}", "bad repeat count \"x\""},
-        {u"{TAB -1}", "bad repeat count"},
         {u"{TAB }", "bad repeat count"},
         {u"{a 10000}", "bad repeat count"},
         {u"{TAB 1 2}", "bad repeat count"},
@@ -147,43 +100,30 @@ TEST(ParseSendKeys, RefusesMalformedTextWithItsPlace) {
         {u"(a+)", "modifier with nothing after it at position 3"},
         {u"x+()", "modifier with an empty group at position 3"},
         {u"+(ab", "unbalanced parenthesis at position 2"},
-        {u"ab)", "unbalanced parenthesis at position 3"},
-    };
-    for (const auto& [text16, problem] : malformed) {
-        const QString text = QString::fromUtf16(text16);
-        const auto error = errorOf([&] { ParseSendKeys(text); });
-        const std::string description = error.description.toStdString();
-        EXPECT_EQ(error.number, kInvalidProcedureCall) << text.toStdString();
+        {u"ab)", "unbalanced parenthesis at position 3"}};
+    for (const auto& [text, problem] : malformed) {
+        const auto error = errorOf([&] { parse(text); });
+        EXPECT_EQ(error.number, kInvalidProcedureCall) << problem;
         EXPECT_TRUE(error.description.startsWith("Invalid procedure call or argument"))
-            << description;
-        EXPECT_NE(description.find(problem), std::string::npos) << description;
+            << error.description.toStdString();
+        EXPECT_TRUE(error.description.contains(problem)) << error.description.toStdString();
     }
-}
-
-TEST(ParseSendKeys, RefusesBrokenCharactersAndEndlessRepeats) {
     const QString loneSurrogate = QString("a") + QChar(0xD800) + "b";
     EXPECT_EQ(errorOf([&] { ParseSendKeys(loneSurrogate); }).number, kInvalidProcedureCall);
-    QString tooMany;
-    for (int i = 0; i < 11; ++i)
-        tooMany += "{a 9999}";
-    const auto error = errorOf([&] { ParseSendKeys(tooMany); });
+    const auto error = errorOf([] { ParseSendKeys(QString("{a 9999}").repeated(11)); });
     EXPECT_EQ(error.number, kInvalidProcedureCall);
     EXPECT_TRUE(error.description.contains("more than 100000 keys"))
         << error.description.toStdString();
 }
 
-TEST(DescribeKeys, WritesCanonicalTextThatParsesBack) {
-    EXPECT_EQ(DescribeKeys(parse(u"^+a{bs}~{(}[é]%{f12}{ADD}")),
-              "+^a{BACKSPACE}{ENTER}{(}{[}é{]}%{F12}{ADD}");
-    const char16_t* texts[] = {
-        u"ABC {(}1{)}~",        u"+(ab)^(c%d)",   u"{+}{^}{%}{~}{{}{}}{[}{]}", u"{TAB 3}x{y 2}",
-        u"Größe Ä é ß ø Ω € 😀", u"a\r\nb\tc\x1d", u"^{F2}+{TAB}%{DEL}",        u"a\uFEFFb\uFFFF",
-    };
-    for (const char16_t* text : texts) {
-        const KeyActions actions = parse(text);
-        EXPECT_EQ(ParseSendKeys(DescribeKeys(actions)), actions)
-            << DescribeKeys(actions).toStdString();
-    }
+// Parsing the canonical text gives the same keys back; the fuzz target checks that for any text.
+// That the canonical text parses back to the same keys is checked by the send-key fuzz target.
+TEST(DescribeKeys, WritesCanonicalText) {
+    EXPECT_EQ(DescribeKeys(parse(u"^+a{bs}~[é]%{f12}{ADD}")),
+              "+^a{BACKSPACE}{ENTER}{[}é{]}%{F12}{ADD}");
+    // Also a U+FEFF, which some conversions take for a byte-order mark and drop.
+    EXPECT_EQ(DescribeKeys(parse(u"{+}{^}{%}{~}{(}{)}{{}{}}\uFEFF😀")),
+              QStringLiteral("{+}{^}{%}{~}{(}{)}{{}{}}\uFEFF😀"));
 }
 
 TEST(SendKeys, TypesWithTheInstalledTyperAndNothingOfMalformedText) {

@@ -6,44 +6,43 @@
 #include <QTest>
 
 #include <gtest/gtest.h>
+#include <optional>
 
 using shell::frmMessage;
 
+namespace {
+
+// A message window shown with a time-out of ticks, or without one; it deletes itself on closing.
+QPointer<frmMessage> showMessage(std::optional<std::int32_t> ticks) {
+    auto* window = new frmMessage;
+    if (ticks)
+        window->SetTimeOut(*ticks);
+    window->show();
+    return window;
+}
+
+} // namespace
+
 TEST(MessageWindow, TimeOutClosesAfterItsTicksAndNeverWithoutOne) {
-    QPointer<frmMessage> timed = new frmMessage;
-    timed->SetMessageText("Connecting to QuickBooks\r\nGetting Custom Field Names");
-    std::int32_t ticks = 3;
-    timed->SetTimeOut(ticks);
-    timed->show();
+    frmMessage untimed;
+    untimed.show();
+    const QPointer<frmMessage> timed = showMessage(3);
     QTest::qWait(150);
     EXPECT_FALSE(timed.isNull()) << "three ticks of 100 ms have not passed yet";
     EXPECT_TRUE(QTest::qWaitFor([&] { return timed.isNull(); }, 2000));
+    EXPECT_TRUE(untimed.isVisible());
 
-    QPointer<frmMessage> immediate = new frmMessage;
-    std::int32_t none = 0;
-    immediate->SetTimeOut(none);
-    immediate->show();
+    const QPointer<frmMessage> immediate = showMessage(0);
     EXPECT_TRUE(QTest::qWaitFor([&] { return immediate.isNull(); }, 500))
         << "closes at the first tick";
-
-    frmMessage untimed;
-    untimed.SetMessageText("Working...");
-    untimed.show();
-    QTest::qWait(400);
-    EXPECT_TRUE(untimed.isVisible());
-    EXPECT_EQ(untimed.messageText(), "Working...");
 }
 
 TEST(MessageWindow, ClickClosesATimedWindowAndOnlyHidesAnUntimedOne) {
-    QPointer<frmMessage> timed = new frmMessage;
-    std::int32_t ticks = 1000;
-    timed->SetTimeOut(ticks);
-    timed->show();
+    const QPointer<frmMessage> timed = showMessage(1000);
     QTest::mouseClick(timed->findChild<QLabel*>("lbMessage"), Qt::LeftButton);
     EXPECT_TRUE(QTest::qWaitFor([&] { return timed.isNull(); }, 500));
 
-    QPointer<frmMessage> untimed = new frmMessage;
-    untimed->show();
+    const QPointer<frmMessage> untimed = showMessage(std::nullopt);
     QTest::mouseClick(untimed.data(), Qt::LeftButton);
     QTest::qWait(20);
     ASSERT_FALSE(untimed.isNull()) << "the caller still owns an untimed window";
@@ -53,7 +52,6 @@ TEST(MessageWindow, ClickClosesATimedWindowAndOnlyHidesAnUntimedOne) {
 
 TEST(Splash, ShowsTheVersion) {
     EXPECT_EQ(shell::VersionText(1, 0), "Version 1.0");
-    shell::frmSplash splash;
-    EXPECT_EQ(splash.versionText(),
+    EXPECT_EQ(shell::frmSplash().versionText(),
               QString("Version %1.%2").arg(ORVANE_VERSION_MAJOR).arg(ORVANE_VERSION_MINOR));
 }
