@@ -70,12 +70,12 @@ DelimitedItem splitDelimited(const QString& line, QChar delimiter) {
 
 // One line of a delimited list: a code that would translate to itself is removed from the table,
 // a line without a scan or return value becomes an error row, any other is added or overwritten.
-void importDelimitedItem(const DelimitedItem& item, platform::Database& db, CodelinkWriter& writer,
+void importDelimitedItem(const DelimitedItem& item, CodelinkWriter& writer,
                          ImportResult& result) {
     if (item.scan == item.returnValue) {
         result.removed +=
-            db.execute(QStringLiteral("DELETE From tblCodelink WHERE (((tblCodelink.ScanValue)='") +
-                       db::SqlQuote(item.scan) + QStringLiteral("'));"));
+            writer.execute(QStringLiteral("DELETE From tblCodelink WHERE (((tblCodelink.ScanValue)='") +
+                           db::SqlQuote(item.scan) + QStringLiteral("'));"));
     } else if (item.scan.isEmpty()) {
         writer.error(QStringLiteral("No Scan Value"), kBlank, item.returnValue);
         ++result.errors;
@@ -215,7 +215,7 @@ ImportResult ImportIifFile(const IifImport& request, ImportProgress& progress) {
 
     ImportResult result;
     CodelinkWriter writer(db);
-    Batches batches(db);
+    Batches batches(db, [&writer] { writer.flush(); });
     QString line;
     try {
         while (lines.next(line)) {
@@ -246,12 +246,12 @@ ImportResult ImportDelimitedFile(const QString& source, QChar delimiter, ImportP
 
     ImportResult result;
     CodelinkWriter writer(db);
-    Batches batches(db);
+    Batches batches(db, [&writer] { writer.flush(); });
     QString line;
     try {
         while (lines.next(line)) {
             ++result.lines;
-            importDelimitedItem(splitDelimited(line, delimiter), db, writer, result);
+            importDelimitedItem(splitDelimited(line, delimiter), writer, result);
             batches.rowDone();
             progress.advance(lines.position());
         }

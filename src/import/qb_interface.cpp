@@ -135,7 +135,10 @@ public:
             preview_ = db_.prepare(QStringLiteral(
                 "INSERT INTO tblPreview (PrevScan, PrevReturn, Unit) VALUES (?1, ?2, ?3)"));
         }
-        batches_ = std::make_unique<Batches>(db_);
+        batches_ = std::make_unique<Batches>(db_, [this] {
+            if (writer_)
+                writer_->flush();
+        });
     }
 
     void put(const qbxml::Item& item, const QString& scanField) {

@@ -6,25 +6,28 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 namespace import {
 
-inline constexpr int kBatchRows = 4000;
+inline constexpr int kBatchRows = 20000;
 
 // Transactions of kBatchRows rows. Whatever is open is committed when the object goes, also when
-// a failure ends the import, so that the rows written before the failure stay.
+// a failure ends the import, so that the rows written before the failure stay. beforeCommit sends
+// what the writers still hold.
 class Batches {
 public:
-    explicit Batches(platform::Database& db)
-        : db_(db) {
+    explicit Batches(platform::Database& db, std::function<void()> beforeCommit = {})
+        : db_(db)
+        , beforeCommit_(std::move(beforeCommit)) {
         begin();
     }
     ~Batches() {
         if (!open_)
             return;
         try {
-            db_.execute(QStringLiteral("COMMIT"));
+            commit();
         } catch (...) {
             // The failure being reported is the one that matters; the engine rolls back.
         }
@@ -46,59 +49,67 @@ private:
         open_ = true;
     }
     void commit() {
+        if (beforeCommit_)
+            beforeCommit_();
         open_ = false;
         db_.execute(QStringLiteral("COMMIT"));
     }
 
     platform::Database& db_;
+    std::function<void()> beforeCommit_;
     qint64 rows_ = 0;
     bool open_ = false;
 };
 
-// The statements an import writes with, prepared once.
+// How an import writes: pairs into tblCodelink (a scan value's row is replaced), rows into
+// tblImportErrors. Pairs may be held by the engine until flush(); the other operations send them
+// first, so that they see them.
 class CodelinkWriter {
 public:
     explicit CodelinkWriter(platform::Database& db)
-        : put_(db.prepare(QStringLiteral(
-              "INSERT INTO tblCodelink (ScanValue, ReturnValue, Descrip, Unit) VALUES (?1, ?2, ?3, "
-              "1) ON CONFLICT (ScanValue) DO UPDATE SET ScanValue = excluded.ScanValue, "
-              "ReturnValue = excluded.ReturnValue, Descrip = excluded.Descrip, Unit = 1")))
+        : db_(db)
+        , pairs_(db.rowWriter(QStringLiteral("tblCodelink"),
+                              {QStringLiteral("ScanValue"), QStringLiteral("ReturnValue"),
+                               QStringLiteral("Descrip"), QStringLiteral("Unit")},
+                              QStringLiteral("ScanValue")))
+        , errors_(db.rowWriter(QStringLiteral("tblImportErrors"),
+                               {QStringLiteral("ErrorDescription"), QStringLiteral("ScanCode"),
+                                QStringLiteral("ReturnCode"), QStringLiteral("Unit")}))
         , overwrite_(db.prepare(
               QStringLiteral("UPDATE tblCodelink SET ScanValue = ?1, ReturnValue = ?2, Descrip = "
-                             "?3, Unit = 1 WHERE ScanValue = ?1")))
-        , error_(db.prepare(QStringLiteral("INSERT INTO tblImportErrors (ErrorDescription, "
-                                           "ScanCode, ReturnCode, Unit) VALUES (?1, ?2, ?3, 1)"))) {
-    }
+                             "?3, Unit = 1 WHERE ScanValue = ?1"))) {}
 
     // Adds the pair, or overwrites the row of its scan value (compared without regard to case).
     void put(const QString& scan, const QString& returnValue, const QString& description) {
-        bindPair(*put_, scan, returnValue, description);
-        put_->run();
+        pairs_->put({scan, returnValue, description, 1});
     }
     // Overwrites the row of the scan value; false when there is none.
     bool overwrite(const QString& scan, const QString& returnValue, const QString& description) {
-        bindPair(*overwrite_, scan, returnValue, description);
+        pairs_->flush();
+        overwrite_->bindText(1, scan);
+        overwrite_->bindText(2, returnValue);
+        overwrite_->bindText(3, description);
         overwrite_->run();
         return overwrite_->changes() > 0;
     }
     void error(const QString& description, const QString& scan, const QString& returnValue) {
-        error_->bindText(1, description);
-        error_->bindText(2, scan);
-        error_->bindText(3, returnValue);
-        error_->run();
+        errors_->put({description, scan, returnValue, 1});
+    }
+    // Runs a statement of the import's own (a deletion) after the pairs held so far.
+    int execute(const QString& sql) {
+        pairs_->flush();
+        return db_.execute(sql);
+    }
+    void flush() {
+        pairs_->flush();
+        errors_->flush();
     }
 
 private:
-    static void bindPair(platform::Statement& statement, const QString& scan,
-                         const QString& returnValue, const QString& description) {
-        statement.bindText(1, scan);
-        statement.bindText(2, returnValue);
-        statement.bindText(3, description);
-    }
-
-    std::unique_ptr<platform::Statement> put_;
+    platform::Database& db_;
+    std::unique_ptr<platform::RowWriter> pairs_;
+    std::unique_ptr<platform::RowWriter> errors_;
     std::unique_ptr<platform::Statement> overwrite_;
-    std::unique_ptr<platform::Statement> error_;
 };
 
 } // namespace import

@@ -222,6 +222,147 @@ private:
     int changes_ = 0;
 };
 
+// The statement that writes rows into a table: "INSERT INTO t (a, b) VALUES <rows>", replacing
+// the row of the same key when there is a key.
+QString insertStatement(Engine engine, const QString& table, const QStringList& columns,
+                        const QString& key, const QString& rows) {
+    QStringList names;
+    QStringList updates;
+    for (const QString& column : columns) {
+        names << quotedName(engine, column);
+        updates << quotedName(engine, column) + QStringLiteral(" = excluded.") +
+                       quotedName(engine, column);
+    }
+    QString sql = QStringLiteral("INSERT INTO %1 (%2) VALUES %3")
+                      .arg(quotedName(engine, table), names.join(u", "), rows);
+    if (!key.isEmpty())
+        sql += QStringLiteral(" ON CONFLICT (%1) DO UPDATE SET %2")
+                   .arg(quotedName(engine, key), updates.join(u", "));
+    return sql;
+}
+
+QString valueMarks(int first, int count) {
+    QStringList marks;
+    for (int i = 0; i < count; ++i)
+        marks << QStringLiteral("?%1").arg(first + i);
+    return u'(' + marks.join(u", ") + u')';
+}
+
+// A file: one prepared statement, one row at a time (SQLite writes a row in microseconds).
+class FileRowWriter final : public RowWriter {
+public:
+    FileRowWriter(Database& db, const QString& table, const QStringList& columns,
+                  const QString& key)
+        : statement_(db.prepare(insertStatement(Engine::Sqlite, table, columns, key,
+                                                valueMarks(1, int(columns.size()))))) {}
+    void put(const QVariantList& values) override {
+        for (int i = 0; i < values.size(); ++i)
+            statement_->bind(i + 1, values[i]);
+        statement_->run();
+    }
+    void flush() override {}
+
+private:
+    std::unique_ptr<Statement> statement_;
+};
+
+// The server: rows go in groups, one statement per group, each column of the group as one array
+// ("INSERT ... SELECT * FROM unnest($1::text[], $2::float8[] ...)"), so that a group of thousands
+// of rows costs four parameters, one statement prepared once and one trip to the server.
+class ServerRowWriter final : public RowWriter {
+public:
+    static constexpr int kGroupRows = 5000;
+
+    ServerRowWriter(Database& db, const QString& table, const QStringList& columns,
+                    const QString& key)
+        : keyColumn_(key.isEmpty() ? -1 : int(columns.indexOf(key)))
+        , columns_(int(columns.size())) {
+        QStringList arrays;
+        for (int i = 0; i < columns.size(); ++i)
+            arrays << QStringLiteral("?%1::%2[]").arg(i + 1).arg(arrayType(db, table, columns[i]));
+        statement_ = db.prepare(
+            insertStatement(Engine::Postgres, table, columns, key, QString())
+                .replace(QStringLiteral("VALUES "),
+                         QStringLiteral("SELECT * FROM unnest(") + arrays.join(u", ") + u')'));
+    }
+    ~ServerRowWriter() override {
+        try {
+            flush();
+        } catch (...) {
+            // Rows that could not be sent any more are the caller's failure to report.
+        }
+    }
+
+    void put(const QVariantList& values) override {
+        if (keyColumn_ >= 0) {
+            // A later row of the same key replaces the held one, as row by row it would.
+            const QString key = values[keyColumn_].toString().toLower();
+            if (const auto held = positions_.constFind(key); held != positions_.cend()) {
+                rows_[*held] = values;
+                return;
+            }
+            positions_.insert(key, rows_.size());
+        }
+        rows_ << values;
+        if (rows_.size() >= kGroupRows)
+            flush();
+    }
+
+    void flush() override {
+        if (rows_.isEmpty())
+            return;
+        for (int column = 0; column < columns_; ++column) {
+            QString array = QStringLiteral("{");
+            for (const QVariantList& row : std::as_const(rows_)) {
+                if (array.size() > 1)
+                    array += u',';
+                array += arrayElement(row[column]);
+            }
+            statement_->bindText(column + 1, array + u'}');
+        }
+        rows_.clear();
+        positions_.clear();
+        statement_->run();
+    }
+
+private:
+    // The type a column's values are sent as: numbers as numbers, everything else as text (a
+    // case-blind text column takes text).
+    static QString arrayType(Database& db, const QString& table, const QString& column) {
+        Recordset type = db.openRecordset(
+            QStringLiteral("SELECT data_type FROM information_schema.columns WHERE table_name = "
+                           "'%1' AND column_name = '%2'")
+                .arg(table.toLower(), column.toLower()));
+        const QString name = type.eof() ? QString() : type.value(0).toString();
+        if (name == u"double precision" || name == u"real" || name == u"numeric")
+            return QStringLiteral("float8");
+        if (name == u"integer" || name == u"bigint" || name == u"smallint")
+            return QStringLiteral("int8");
+        if (name == u"boolean")
+            return QStringLiteral("bool");
+        return QStringLiteral("text");
+    }
+
+    // One element of an array literal: NULL, or the value in double quotes with its quotes and
+    // backslashes escaped.
+    static QString arrayElement(const QVariant& value) {
+        if (value.isNull())
+            return QStringLiteral("NULL");
+        QString text = value.typeId() == QMetaType::Double
+                           ? QString::number(value.toDouble(), 'g', 17)
+                           : value.toString();
+        text.replace(u'\\', QStringLiteral("\\\\"));
+        text.replace(u'"', QStringLiteral("\\\""));
+        return u'"' + text + u'"';
+    }
+
+    int keyColumn_;
+    int columns_;
+    std::unique_ptr<Statement> statement_;
+    QList<QVariantList> rows_;
+    QHash<QString, qsizetype> positions_;
+};
+
 // --- opening ------------------------------------------------------------------------------
 
 QString fileUri(const QString& path) {
@@ -279,7 +420,8 @@ QString sqlTypeFor(int type, int size) {
     }
 }
 
-// The server's types: text compares without regard to case (citext), as the files' NOCASE does.
+// The server's types: text compares without regard to case (the shared tables' collation), as the
+// files' NOCASE does.
 QString serverTypeFor(int type) {
     switch (type) {
     case fieldtype::Boolean:
@@ -297,7 +439,7 @@ QString serverTypeFor(int type) {
         return QStringLiteral("timestamp");
     case fieldtype::Text:
     case fieldtype::Memo:
-        return QStringLiteral("citext");
+        return QStringLiteral("text COLLATE orvane_nocase");
     default:
         throw AppError(err::InvalidFieldType, QStringLiteral("Invalid field data type."));
     }
@@ -546,8 +688,8 @@ void Database::executeNative(const QString& sql) {
 }
 
 QString Database::exactText(const QString& column) const {
-    return engine_ == Engine::Postgres ? column + QStringLiteral("::text")
-                                       : column + QStringLiteral(" COLLATE BINARY");
+    return column + (engine_ == Engine::Postgres ? QStringLiteral(" COLLATE \"C\"")
+                                                 : QStringLiteral(" COLLATE BINARY"));
 }
 
 void Database::setLockWait(int milliseconds) {
@@ -577,6 +719,13 @@ std::unique_ptr<Statement> Database::prepare(const QString& sql) {
     if (engine_ == Engine::Sqlite)
         return std::make_unique<SqliteStatement>(nativeHandle(), sql, path_);
     return std::make_unique<ServerStatement>(connection(), serverParameters(sql), path_);
+}
+
+std::unique_ptr<RowWriter> Database::rowWriter(const QString& table, const QStringList& columns,
+                                               const QString& key) {
+    if (engine_ == Engine::Sqlite)
+        return std::make_unique<FileRowWriter>(*this, table, columns, key);
+    return std::make_unique<ServerRowWriter>(*this, table, columns, key);
 }
 
 Recordset Database::openRecordset(const QString& sqlOrTable) {

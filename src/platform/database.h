@@ -19,6 +19,7 @@ struct sqlite3;
 namespace platform {
 
 class Recordset;
+class RowWriter;
 class Table;
 
 // Field types understood by Database::addField (the numbering of the program's original
@@ -111,6 +112,12 @@ public:
     // A statement to run many times, with parameters "?1", "?2" ... (imports, paging).
     std::unique_ptr<Statement> prepare(const QString& sql);
 
+    // Writes many rows into a table (imports, copies): plain inserts, or, when key names a
+    // unique column, inserts that replace the row holding the same key (compared as the table
+    // compares it).
+    std::unique_ptr<RowWriter> rowWriter(const QString& table, const QStringList& columns,
+                                         const QString& key = QString());
+
     // A table name opens the whole table; anything else is taken as a SELECT statement.
     Recordset openRecordset(const QString& sqlOrTable);
     Table openTable(const QString& name);
@@ -133,6 +140,19 @@ private:
     QString connectionName_;
     QString path_;
     Engine engine_ = Engine::Sqlite;
+};
+
+// Rows written into a table many at a time. In a file each row is written at once; on the server
+// rows are held and sent a few hundred to a statement, so that a long import does not wait for
+// the network once per row. Whatever is held is sent by flush(), which must come before anything
+// that reads the rows back or changes them otherwise (and before a commit). Within one group, a
+// later row of a key replaces an earlier one, as it would row by row.
+class RowWriter {
+public:
+    virtual ~RowWriter() = default;
+    // values: one for each column, in order.
+    virtual void put(const QVariantList& values) = 0;
+    virtual void flush() = 0;
 };
 
 // A row cursor with the edit cycle the program's routines are written in: move to a row, read

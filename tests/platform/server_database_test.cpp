@@ -1,6 +1,7 @@
 // The shared translation database on a real PostgreSQL server (a private one, started for the
 // tests): the engine layer's statements, keys, seeks and transactions there, setting a server up,
 // checking it as a shared database, and reaching it when it goes away.
+#include "core/scan_session.h"
 #include "core/shared_state.h"
 #include "db/codelink_model.h"
 #include "db/db_path.h"
@@ -8,7 +9,9 @@
 #include "import/import_engine.h"
 #include "platform/app_error.h"
 #include "platform/database.h"
+#include "platform/send_keys.h"
 #include "support/errors.h"
+#include "support/fake_comm_control.h"
 #include "support/pg_server.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
@@ -181,4 +184,40 @@ TEST_F(SharedServer, AServerThatGoesAwayIsAskedAboutAndFoundAgain) {
     server_->start();
     codelink.seek("X"); // the same table connects again by itself
     EXPECT_TRUE(codelink.noMatch());
+}
+
+TEST_F(SharedServer, ScanningTellsOnceWhenTheServerGoesAndGoesOnWhenItIsBack) {
+    testsupport::TempProgramFolder folder;
+    core::SharedState& state = core::shared();
+    state.IsDBShared = true;
+    state.SharedDataBase = uri;
+    state.CRLF = true;
+    state.ACK = true;
+    state.PortSetting = "9600,N,8,1";
+    state.ComPort = "1";
+    state.append = "{RetVal}~";
+    {
+        Database db = Database::open(uri);
+        db.execute(
+            "INSERT INTO tblCodelink (ScanValue, ReturnValue, Unit) VALUES ('123', 'ABC', 1)");
+    }
+    platform::RecordingTyper typer;
+    platform::setKeyTyper(&typer);
+    testsupport::FakeCommControl port;
+    core::ScanSession session(port);
+    session.start();
+    port.pushText("123\r\n");
+    server_->stop();
+    port.pushText("123\r\n");
+    port.pushText("123\r\n");
+    server_->start();
+    port.pushText("123\r\n");
+    platform::setKeyTyper(nullptr);
+
+    EXPECT_EQ(typer.described(), std::vector<QString>({"ABC{ENTER}", "ABC{ENTER}"}))
+        << "scans are not typed while the server is away";
+    EXPECT_EQ(port.written(), QByteArray(2, '\x06')) << "nor acknowledged";
+    ASSERT_EQ(dialogs.messages().size(), 1u) << "the loss is told once";
+    EXPECT_TRUE(dialogs.messages()[0].text.contains("Cannot reach the shared database server"));
+    EXPECT_TRUE(session.isOn());
 }
