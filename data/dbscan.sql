@@ -9,7 +9,8 @@ CREATE TABLE tblCodelink (
     ScanValue   TEXT(100) COLLATE NOCASE NOT NULL PRIMARY KEY,
     ReturnValue TEXT(160) COLLATE NOCASE,
     Descrip     TEXT(255) COLLATE NOCASE,
-    Unit        DOUBLE
+    -- A pair typed in by hand carries no unit of measure: it counts as one.
+    Unit        DOUBLE DEFAULT 1
 );
 
 CREATE TABLE tblManual (

@@ -24,7 +24,8 @@ CREATE TABLE tblCodelink (
     ScanValue   text COLLATE orvane_nocase NOT NULL PRIMARY KEY,
     ReturnValue text COLLATE orvane_nocase,
     Descrip     text COLLATE orvane_nocase,
-    Unit        double precision
+    -- A pair typed in by hand carries no unit of measure: it counts as one.
+    Unit        double precision DEFAULT 1
 );
 CREATE TABLE tblManual (
     orvane_id   bigserial NOT NULL UNIQUE,

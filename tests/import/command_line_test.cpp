@@ -27,6 +27,12 @@ struct Outcome {
 class CommandLine : public ::testing::Test {
 protected:
     void SetUp() override {
+        // A private runtime folder: a copy of the program that the developer has running must
+        // not count as the running copy that the maintenance commands wait for.
+        QFile::setPermissions(runtime.path(),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        savedRuntime = qgetenv("XDG_RUNTIME_DIR");
+        qputenv("XDG_RUNTIME_DIR", runtime.path().toLocal8Bit());
         testsupport::copyShippedFiles(dir.path());
         ASSERT_TRUE(QFile::copy(ORVANE_EXECUTABLE, dir.filePath("orvane-translator")));
         QFile::setPermissions(dir.filePath("orvane-translator"),
@@ -50,8 +56,16 @@ protected:
         file.write(bytes);
         return file.fileName();
     }
+    void TearDown() override {
+        if (savedRuntime.isEmpty())
+            qunsetenv("XDG_RUNTIME_DIR");
+        else
+            qputenv("XDG_RUNTIME_DIR", savedRuntime);
+    }
     QString db() const { return dir.filePath("dbscan.mdb"); }
 
+    QTemporaryDir runtime;
+    QByteArray savedRuntime;
     QTemporaryDir dir;
 };
 
