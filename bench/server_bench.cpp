@@ -4,11 +4,14 @@
 // the same table in the program's own file, in the same run:
 //  - per-scan lookup on a 1,000,000-row table, as scanning does it (an equality seek on the
 //    table's key): median and 99th percentile (target: 99th percentile under 1 ms);
+//  - the data entry window's listing of that table: filling the grid model, and reading the
+//    page of a random row as the view does when the user jumps there;
 //  - a 100,000-line comma-separated import (target: at most 3 times as long on the server).
 #include "bench_support.h"
 #include "core/program_folder.h"
 #include "core/settings.h"
 #include "core/shared_state.h"
+#include "db/codelink_model.h"
 #include "db/shared_server.h"
 #include "import/import_engine.h"
 #include "platform/database.h"
@@ -50,6 +53,28 @@ Lookups timeLookups(const QString& location, long long rows) {
     return {micros[micros.size() / 2], micros[micros.size() * 99 / 100]};
 }
 
+struct Listing {
+    double fillSeconds = 0;
+    double pageMedianMs = 0;
+};
+
+Listing timeListing(const QString& location) {
+    db::CodelinkModel grid;
+    QElapsedTimer clock;
+    clock.start();
+    const int rows = grid.fill(location, db::CodelinkModel::Layout::AllFields);
+    Listing listing{double(clock.nsecsElapsed()) / 1e9, 0};
+    std::vector<double> millis;
+    for (int i = 0; i < 200; ++i) {
+        clock.restart();
+        grid.text(1 + int(i * 7919LL % rows), 1);
+        millis.push_back(double(clock.nsecsElapsed()) / 1e6);
+    }
+    std::sort(millis.begin(), millis.end());
+    listing.pageMedianMs = millis[millis.size() / 2];
+    return listing;
+}
+
 double timeImport(const QString& csv) {
     import::NoProgress progress;
     QElapsedTimer clock;
@@ -77,6 +102,13 @@ int main(int argc, char** argv) {
     std::printf("lookup on %lld rows: file median %.1f us, 99th percentile %.1f us; server median "
                 "%.1f us, 99th percentile %.1f us (target under 1000 us)\n",
                 rows, file.median, file.p99, shared.median, shared.p99);
+
+    const Listing fileList = timeListing(dir.filePath(QStringLiteral("dbscan.mdb")));
+    const Listing serverList = timeListing(uri);
+    std::printf("data entry listing: file fill %.2f s, page %.2f ms; server fill %.2f s, page "
+                "%.2f ms\n",
+                fileList.fillSeconds, fileList.pageMedianMs, serverList.fillSeconds,
+                serverList.pageMedianMs);
 
     const QString csv = dir.filePath(QStringLiteral("items.csv"));
     QFile list(csv);

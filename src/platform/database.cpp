@@ -269,21 +269,31 @@ private:
 // The server: rows go in groups, one statement per group, each column of the group as one array
 // ("INSERT ... SELECT * FROM unnest($1::text[], $2::float8[] ...)"), so that a group of thousands
 // of rows costs four parameters, one statement prepared once and one trip to the server.
+//
+// With a key, a group is first sent as a plain insert: most groups of an import bring new keys
+// only, and a plain insert looks each key up once where "ON CONFLICT DO UPDATE" looks it up twice
+// (a case-blind key's comparisons are what inserting costs most). A group that meets a key
+// already there is undone and sent again as the insert that replaces rows.
 class ServerRowWriter final : public RowWriter {
 public:
     static constexpr int kGroupRows = 5000;
 
     ServerRowWriter(Database& db, const QString& table, const QStringList& columns,
                     const QString& key)
-        : keyColumn_(key.isEmpty() ? -1 : int(columns.indexOf(key)))
+        : db_(db)
+        , keyColumn_(key.isEmpty() ? -1 : int(columns.indexOf(key)))
         , columns_(int(columns.size())) {
         QStringList arrays;
         for (int i = 0; i < columns.size(); ++i)
             arrays << QStringLiteral("?%1::%2[]").arg(i + 1).arg(arrayType(db, table, columns[i]));
-        statement_ = db.prepare(
-            insertStatement(Engine::Postgres, table, columns, key, QString())
-                .replace(QStringLiteral("VALUES "),
-                         QStringLiteral("SELECT * FROM unnest(") + arrays.join(u", ") + u')'));
+        const QString rows = QStringLiteral("SELECT * FROM unnest(") + arrays.join(u", ") + u')';
+        const auto fromArrays = [&](const QString& onKey) {
+            return db.prepare(insertStatement(Engine::Postgres, table, columns, onKey, QString())
+                                  .replace(QStringLiteral("VALUES "), rows));
+        };
+        insert_ = fromArrays(QString());
+        if (keyColumn_ >= 0)
+            replace_ = fromArrays(key);
     }
     ~ServerRowWriter() override {
         try {
@@ -311,6 +321,7 @@ public:
     void flush() override {
         if (rows_.isEmpty())
             return;
+        QStringList arrays;
         for (int column = 0; column < columns_; ++column) {
             QString array = QStringLiteral("{");
             for (const QVariantList& row : std::as_const(rows_)) {
@@ -318,11 +329,28 @@ public:
                     array += u',';
                 array += arrayElement(row[column]);
             }
-            statement_->bindText(column + 1, array + u'}');
+            arrays << array + u'}';
         }
         rows_.clear();
         positions_.clear();
-        statement_->run();
+        if (!replace_)
+            return send(*insert_, arrays);
+        // Inside a transaction a failed statement spoils the transaction unless it ran under a
+        // savepoint; outside one it spoils nothing.
+        const bool savepoint = db_.inTransaction();
+        if (savepoint)
+            db_.executeNative(QStringLiteral("SAVEPOINT orvane_rows"));
+        try {
+            send(*insert_, arrays);
+        } catch (const AppError& error) {
+            if (error.number() != err::DuplicateKey)
+                throw;
+            if (savepoint)
+                db_.executeNative(QStringLiteral("ROLLBACK TO SAVEPOINT orvane_rows"));
+            send(*replace_, arrays);
+        }
+        if (savepoint)
+            db_.executeNative(QStringLiteral("RELEASE SAVEPOINT orvane_rows"));
     }
 
 private:
@@ -356,9 +384,17 @@ private:
         return u'"' + text + u'"';
     }
 
+    static void send(Statement& statement, const QStringList& arrays) {
+        for (int column = 0; column < arrays.size(); ++column)
+            statement.bindText(column + 1, arrays[column]);
+        statement.run();
+    }
+
+    Database& db_;
     int keyColumn_;
     int columns_;
-    std::unique_ptr<Statement> statement_;
+    std::unique_ptr<Statement> insert_;
+    std::unique_ptr<Statement> replace_;
     QList<QVariantList> rows_;
     QHash<QString, qsizetype> positions_;
 };
@@ -626,7 +662,8 @@ Database::Database(QString connectionName, QString path, Engine engine)
 Database::Database(Database&& other) noexcept
     : connectionName_(std::exchange(other.connectionName_, QString()))
     , path_(std::move(other.path_))
-    , engine_(other.engine_) {}
+    , engine_(other.engine_)
+    , serverTransaction_(other.serverTransaction_) {}
 
 Database& Database::operator=(Database&& other) noexcept {
     if (this != &other) {
@@ -634,6 +671,7 @@ Database& Database::operator=(Database&& other) noexcept {
         connectionName_ = std::exchange(other.connectionName_, QString());
         path_ = std::move(other.path_);
         engine_ = other.engine_;
+        serverTransaction_ = other.serverTransaction_;
     }
     return *this;
 }
@@ -678,7 +716,21 @@ int Database::execute(const QString& sql) {
     QSqlQuery query(connection());
     if (!query.exec(statement))
         raise(query.lastError(), path_, sql, engine_);
+    if (engine_ == Engine::Postgres)
+        noteTransaction(statement);
     return query.numRowsAffected();
+}
+
+void Database::noteTransaction(const QString& statement) {
+    const QString text = statement.trimmed().toUpper();
+    if (text.startsWith(u"BEGIN"))
+        serverTransaction_ = true;
+    else if (text == u"COMMIT" || text == u"ROLLBACK" || text == u"END")
+        serverTransaction_ = false;
+}
+
+bool Database::inTransaction() const {
+    return engine_ == Engine::Sqlite ? !sqlite3_get_autocommit(nativeHandle()) : serverTransaction_;
 }
 
 void Database::executeNative(const QString& sql) {
@@ -710,6 +762,7 @@ void Database::reconnect() {
         return;
     QSqlDatabase db = connection();
     db.close();
+    serverTransaction_ = false; // the server rolled back what the lost connection had open
     if (!db.open())
         raise(db.lastError(), path_, QStringLiteral("connect"), engine_);
     setLockWait(g_busyTimeoutMs);

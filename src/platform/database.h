@@ -98,6 +98,9 @@ public:
     // Runs a statement written in the engine's own dialect, as it stands (setting a database up).
     void executeNative(const QString& sql);
 
+    // Whether a transaction begun through execute() is open.
+    bool inTransaction() const;
+
     // How long statements of this connection wait for a lock before they fail (a file's busy
     // timeout, the server's lock timeout).
     void setLockWait(int milliseconds);
@@ -136,10 +139,13 @@ private:
     Database(QString connectionName, QString path, Engine engine);
     static Database openFile(const QString& name);
     static Database openServer(const QString& uri, int connectTimeoutSeconds);
+    void noteTransaction(const QString& statement);
 
     QString connectionName_;
     QString path_;
     Engine engine_ = Engine::Sqlite;
+    // The server's connection does not say whether a transaction is open: execute() keeps count.
+    bool serverTransaction_ = false;
 };
 
 // Rows written into a table many at a time. In a file each row is written at once; on the server

@@ -1,7 +1,10 @@
 // Every SQL text the program sends is written in the dialect of its original database engine.
-// These tests run each of them, as the program builds them, against the shipped files.
+// These tests run each of them, as the program builds them, against the shipped files, and those
+// on the tables of a shared database against a PostgreSQL server too.
 #include "db/db_path.h"
+#include "db/shared_server.h"
 #include "platform/database.h"
+#include "support/pg_server.h"
 #include "support/program_folder_fixture.h"
 
 #include <gtest/gtest.h>
@@ -34,23 +37,22 @@ void expectOneRowDeleted(Database& db, const QStringList& statements) {
         EXPECT_EQ(db.execute(sql), 1) << sql.toStdString();
 }
 
-} // namespace
-
-TEST(ProgramSqlTexts, TranslationDatabaseStatements) {
-    TempProgramFolder folder;
-    const QString rows = "INSERT INTO tblCodelink VALUES ('O''Neil|2', 'R1', 'd', 1);"
-                         "INSERT INTO tblManual VALUES ('m1', 'r1');"
-                         "INSERT INTO tblImportErrors VALUES ('s', 'r', 'e', 1);"
-                         "INSERT INTO tblPreview VALUES ('s', 'r', 1);";
-    folder.sql("dbscan.mdb", rows + "UPDATE tblAppendStr SET Use = 6 WHERE Name = 'Tab';"
-                                    "UPDATE tblAppendStr SET Use = 5 WHERE Name = 'Enter';");
-    Database db = Database::open(folder.file("dbscan.mdb"));
-    const QString key = db::SqlQuote("O'Neil|2");
+// The statements on the tables that a shared database holds as well, run on a file or a server.
+void expectSharedTableStatements(Database& db) {
+    const auto addRows = [&] {
+        db.execute("INSERT INTO tblCodelink (ScanValue, ReturnValue, Descrip, Unit) VALUES "
+                   "('O''Neil|2', 'R1', 'd', 1)");
+        db.execute("INSERT INTO tblManual (ScanValue, ReturnValue) VALUES ('m1', 'r1')");
+        db.execute("INSERT INTO tblImportErrors (ScanCode, ReturnCode, ErrorDescription, Unit) "
+                   "VALUES ('s', 'r', 'e', 1)");
+    };
+    addRows();
+    db.execute("UPDATE tblAppendStr SET Use = 6 WHERE Name = 'Tab'");
+    db.execute("UPDATE tblAppendStr SET Use = 5 WHERE Name = 'Enter'");
+    const QString key = db::SqlQuote("o'NEIL|2"); // keys compare without regard to case
     expectResults(
         db,
-        {{"", "1", "SELECT * FROM tblSettings"},
-         {"", "1", "SELECT tblSettings.* FROM tblSettings"},
-         {"", "1", "SELECT * from tblCodelink"},
+        {{"", "1", "SELECT * from tblCodelink"},
          {"ReturnValue", "R1",
           "SELECT tblCodelink.* From tblCodelink WHERE (((tblCodelink.ScanValue)='" + key + "'));"},
          {"String", "<RetVal><TAB><UoM><RET>",
@@ -64,14 +66,34 @@ TEST(ProgramSqlTexts, TranslationDatabaseStatements) {
          {"Name", "Tab",
           "SELECT tblAppendStr.Name From tblAppendStr Where (((tblAppendStr.Use) > 0)) ORDER BY "
           "tblAppendStr.Use DESC;"}});
-
     expectOneRowDeleted(db,
                         {"DELETE From tblCodelink WHERE (((tblCodelink.ScanValue)='" + key + "'));",
-                         "DELETE * FROM tblManual;", "DELETE * from tblImportErrors",
-                         "DELETE * from tblPreview"});
-    folder.sql("dbscan.mdb", rows);
-    expectOneRowDeleted(
-        db, {"DELETE * FROM tblCodelink", "Delete From tblImportErrors", "Delete From tblPreview"});
+                         "DELETE * FROM tblManual;", "DELETE * from tblImportErrors"});
+    addRows();
+    expectOneRowDeleted(db, {"DELETE * FROM tblCodelink", "Delete From tblImportErrors"});
+}
+
+} // namespace
+
+TEST(ProgramSqlTexts, TranslationDatabaseStatements) {
+    TempProgramFolder folder;
+    Database db = Database::open(folder.file("dbscan.mdb"));
+    expectSharedTableStatements(db);
+    expectResults(db, {{"", "1", "SELECT * FROM tblSettings"},
+                       {"", "1", "SELECT tblSettings.* FROM tblSettings"}});
+    const QString row = "INSERT INTO tblPreview VALUES ('s', 'r', 1)";
+    db.execute(row);
+    expectOneRowDeleted(db, {"DELETE * from tblPreview"});
+    db.execute(row);
+    expectOneRowDeleted(db, {"Delete From tblPreview"});
+}
+
+TEST(ProgramSqlTexts, SharedTableStatementsOnAServer) {
+    testsupport::PgServer server;
+    db::InitSharedServer(server.uri("orvane"), false);
+    Database db = Database::open(server.uri("orvane"));
+    ASSERT_EQ(db.engine(), platform::Engine::Postgres);
+    expectSharedTableStatements(db);
 }
 
 TEST(ProgramSqlTexts, DefinitionAndKeyDatabaseStatements) {

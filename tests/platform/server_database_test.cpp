@@ -5,6 +5,7 @@
 #include "core/shared_state.h"
 #include "db/codelink_model.h"
 #include "db/db_path.h"
+#include "db/frm_data_entry.h"
 #include "db/shared_server.h"
 #include "import/import_engine.h"
 #include "platform/app_error.h"
@@ -17,6 +18,7 @@
 #include "support/scripted_dialogs.h"
 
 #include <QFile>
+#include <QLineEdit>
 #include <QRandomGenerator>
 
 #include <gtest/gtest.h>
@@ -52,20 +54,10 @@ protected:
 
 } // namespace
 
-TEST_F(SharedServer, TheProgramsStatementsKeysAndEditsWork) {
+TEST_F(SharedServer, KeysEditsSeeksQuotingAndTransactions) {
     Database db = Database::open(uri);
-    EXPECT_EQ(db.engine(), platform::Engine::Postgres);
-    const QString key = db::SqlQuote("O'Neil|2");
-    db.execute("INSERT INTO tblCodelink (ScanValue, ReturnValue, Descrip, Unit) VALUES ('" + key +
-               "', 'R1', 'd', 1)");
-    EXPECT_EQ(first(db, "SELECT tblCodelink.* From tblCodelink WHERE "
-                        "(((tblCodelink.ScanValue)='o''neil' & chr(124) & '2'));"),
-              "O'Neil|2")
-        << "a case-blind key, and the quoting rule's vertical bar";
-    EXPECT_EQ(first(db, "SELECT tblAppendStr.Name From tblAppendStr Where "
-                        "(((tblAppendStr.Use) > 0)) ORDER BY tblAppendStr.Use DESC;"),
-              "<none>");
-    EXPECT_EQ(db.execute("DELETE * from tblImportErrors"), 0);
+    db.execute("INSERT INTO tblCodelink (ScanValue, ReturnValue, Descrip, Unit) VALUES "
+               "('O''Neil|2', 'R1', 'd', 1)");
     EXPECT_EQ(platform::err::DuplicateKey, testsupport::errorOf([&] {
                                                db.execute("INSERT INTO tblCodelink (ScanValue) "
                                                           "VALUES ('o''NEIL' & chr(124) & '2')");
@@ -161,10 +153,19 @@ TEST_F(SharedServer, ImportsGoToTheServerAndTheGridListsThem) {
     EXPECT_EQ(grid.findScan("CODE17", 0), 18) << "a scan value found without regard to case";
     EXPECT_EQ(grid.findPair("code17", "ITEM-17"), 0) << "a pair is deleted by its exact texts";
     EXPECT_EQ(grid.findPair("Code17", "ITEM-17"), 18);
+
+    // Imported again, a list replaces the rows of its scan values, whatever their case.
+    ASSERT_TRUE(list.open(QIODevice::WriteOnly));
+    list.write("NEW,Fresh\r\nAGAIN,CODE5\r\n");
+    list.close();
+    EXPECT_EQ(import::ImportDelimitedFile(list.fileName(), u',', progress).written, 2);
+    EXPECT_EQ(grid.fill(db::GetDbPath(), db::CodelinkModel::Layout::AllFields), 3001);
+    EXPECT_EQ(grid.text(grid.findScan("code5", 0), 1), "AGAIN");
 }
 
 TEST_F(SharedServer, AServerThatGoesAwayIsAskedAboutAndFoundAgain) {
     testsupport::TempProgramFolder folder;
+    folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('L', 'LOCAL', 'd', 1)");
     core::SharedState& state = core::shared();
     state.IsDBShared = true;
     state.SharedDataBase = uri;
@@ -177,7 +178,10 @@ TEST_F(SharedServer, AServerThatGoesAwayIsAskedAboutAndFoundAgain) {
               platform::err::ServerUnreachable);
     dialogs.answer(platform::Answer::Retry);
     dialogs.answer(platform::Answer::Cancel);
-    EXPECT_EQ(db::GetDbPath(), folder.file("dbScan.mdb"));
+    db::frmDataEntry* window = db::frmDataEntry::showWindow(); // opened while the server is down
+    EXPECT_EQ(window->findChild<QLineEdit*>("txtNumRec")->text(), "1") << "the local table";
+    window->close();
+    EXPECT_FALSE(state.IsDBShared) << "Cancel works on the local file";
     EXPECT_EQ(dialogs.messageTexts(), QStringList(2, "Lost Connection to Shared Database\r\nAt " +
                                                          platform::displayLocation(uri)));
 
