@@ -71,19 +71,17 @@ constexpr CopiedTable kCopied[] = {
 
 void copyTable(platform::Database& from, platform::Database& to, const CopiedTable& table) {
     const QString columns = QString::fromLatin1(table.columns);
-    QStringList marks;
-    for (int i = 1; i <= table.count; ++i)
-        marks << QStringLiteral("?%1").arg(i);
     const auto read =
         from.prepare(QStringLiteral("SELECT %1 FROM %2 ORDER BY rowid").arg(columns, table.name));
-    const auto write = to.prepare(
-        QStringLiteral("INSERT INTO %1 (%2) VALUES (%3)")
-            .arg(QString::fromLatin1(table.name), columns, marks.join(QStringLiteral(", "))));
+    const auto write =
+        to.rowWriter(QString::fromLatin1(table.name), columns.split(QStringLiteral(", ")));
     while (read->next()) {
+        QVariantList row;
         for (int i = 0; i < table.count; ++i)
-            write->bind(i + 1, read->value(i));
-        write->run();
+            row << read->value(i);
+        write->put(row);
     }
+    write->flush();
 }
 
 } // namespace
