@@ -129,6 +129,25 @@ TEST_F(SharedServer, SetUpCheckedAndListedLikeAFile) {
     EXPECT_FALSE(dialogs.messages()[0].text.contains("secret")) << "a password is never shown";
 }
 
+TEST_F(SharedServer, SetUpFromTheLocalTablesCopiesThemWhole) {
+    testsupport::TempProgramFolder folder;
+    folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('A''1', 'R|1', NULL, NULL);"
+                             "INSERT INTO tblCodelink VALUES ('b2', 'R2', 'd', 2.5);"
+                             "INSERT INTO tblManual VALUES ('b2', 'R2');"
+                             "DELETE FROM tblAppendStr WHERE Name <> 'Tab'");
+    server_->createDatabase(name + "copy");
+    Database db = Database::open(server_->uri(name + "copy"));
+    db::InitSharedServer(db.path(), true);
+    EXPECT_EQ(first(db, "SELECT count(*) FROM tblCodelink"), "2");
+    EXPECT_EQ(first(db, "SELECT ReturnValue FROM tblCodelink WHERE ScanValue = 'a''1'"), "R|1");
+    EXPECT_EQ(first(db, "SELECT count(*) FROM tblCodelink WHERE Unit IS NULL AND Descrip IS NULL"),
+              "1")
+        << "a missing value stays missing";
+    EXPECT_EQ(first(db, "SELECT Unit FROM tblCodelink WHERE ScanValue = 'B2'"), "2.5");
+    EXPECT_EQ(first(db, "SELECT ReturnValue FROM tblManual"), "R2");
+    EXPECT_EQ(first(db, "SELECT count(*) FROM tblAppendStr"), "1");
+}
+
 TEST_F(SharedServer, ImportsGoToTheServerAndTheGridListsThem) {
     testsupport::TempProgramFolder folder;
     core::SharedState& state = core::shared();
