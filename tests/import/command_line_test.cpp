@@ -4,12 +4,11 @@
 #include "core/program_folder.h"
 #include "core/startup.h"
 #include "db/db_test_support.h"
-#include "platform/database.h"
+#include "import_test_support.h"
 #include "platform/single_instance.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
-#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -51,10 +50,7 @@ protected:
                 QString::fromLocal8Bit(process.readAllStandardError())};
     }
     QString write(const QString& name, const QByteArray& bytes) {
-        QFile file(dir.filePath(name));
-        file.open(QIODevice::WriteOnly);
-        file.write(bytes);
-        return file.fileName();
+        return importtest::writeFile(dir.filePath(name), bytes);
     }
     void TearDown() override {
         if (savedRuntime.isEmpty())
@@ -137,10 +133,7 @@ TEST_F(CommandLine, BadInputIsRefusedClearlyAndChangesNothing) {
 }
 
 TEST_F(CommandLine, MaintenanceCommandsRepairADamagedDatabaseSoThatTheProgramStarts) {
-    QString rows = "BEGIN;";
-    for (int i = 0; i < 3000; ++i)
-        rows += QString("INSERT INTO tblCodelink VALUES ('S%1', 'R%1', 'MARKER-%1', 1);").arg(i);
-    testsupport::runSql(db(), rows + "COMMIT;");
+    testsupport::runSql(db(), dbtest::insertRows(3000, "'S' || i, 'R' || i, 'MARKER-' || i, 1"));
     EXPECT_EQ(run({"backup", dir.filePath("saved.mdb")}).status, 0);
     EXPECT_EQ(dbtest::pairs(dir.filePath("saved.mdb"), "tblCodelink").size(), 3000);
     EXPECT_EQ(run({"compact"}).status, 0);

@@ -3,13 +3,11 @@
 #include "core/shared_state.h"
 #include "import/frm_map.h"
 #include "import/frm_preview.h"
-#include "platform/database.h"
+#include "import_test_support.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
-#include <QApplication>
 #include <QComboBox>
-#include <QFile>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSettings>
@@ -33,17 +31,14 @@ struct ItemMap : ::testing::Test {
         return found;
     }
     QString write(const QString& name, const QByteArray& bytes) {
-        QFile file(folder.file(name));
-        file.open(QIODevice::WriteOnly);
-        file.write(bytes);
-        return file.fileName();
+        return importtest::writeFile(folder.file(name), bytes);
     }
     QString lastMessage() const {
         return dialogs.messageTexts().value(dialogs.messages().size() - 1);
     }
-    QString setting(const char* field) {
-        platform::Database db = platform::Database::open(folder.file("dbscan.mdb"));
-        return db.openRecordset("tblSettings").value(field).toString();
+    QString setting(const QString& field) {
+        return importtest::rows(folder.file("dbscan.mdb"), "SELECT " + field + " FROM tblSettings")
+            .value(0);
     }
 
     QTemporaryDir settingsDir;
@@ -119,14 +114,9 @@ TEST_F(ItemMap, UpdateImportsRemembersTheSourceAndCloses) {
     control<QPushButton>(map, "cmdUpdateDB")->click();
     EXPECT_EQ(lastMessage(), "The Translation Table Updated Successfully");
     EXPECT_FALSE(map.isVisible()) << "an update ends by closing the window";
-    EXPECT_EQ(setting("Source"), list);
-    EXPECT_EQ(setting("CustomReturn"), "Column 1");
-    EXPECT_EQ(setting("CustomScan"), "Column 2");
-    platform::Database db = platform::Database::open(folder.file("dbscan.mdb"));
-    EXPECT_EQ(db.openRecordset("SELECT ReturnValue FROM tblCodelink WHERE ScanValue = '0012345'")
-                  .value(0)
-                  .toString(),
-              "WIDGET-7");
+    EXPECT_EQ(setting("Source, CustomReturn, CustomScan"), list + "|Column 1|Column 2");
+    EXPECT_EQ(importtest::rows(folder.file("dbscan.mdb"), "SELECT * FROM tblCodelink"),
+              QStringList{"0012345|WIDGET-7|Widget|1"});
 
     import::frmMap again;
     again.Load();
@@ -143,21 +133,20 @@ TEST_F(ItemMap, PreviewPagesThroughTheRowsAndLeavesOutExcludedItems) {
     preview.Load();
     auto* next = control<QPushButton>(preview, "cmdNext");
     auto* previous = control<QPushButton>(preview, "cmdPrevious");
-    auto* scan = control<QLineEdit>(preview, "txtScan0");
-    EXPECT_EQ(scan->text(), "BOLT");
-    EXPECT_FALSE(previous->isEnabled());
-    EXPECT_TRUE(next->isEnabled());
+    // The row shown, with "<" and ">" for the buttons that are enabled.
+    const auto shown = [&] {
+        return (previous->isEnabled() ? "< " : "") +
+               control<QLineEdit>(preview, "txtScan0")->text() + (next->isEnabled() ? " >" : "");
+    };
+    EXPECT_EQ(shown(), "BOLT >");
     next->click();
-    EXPECT_EQ(scan->text(), "NUT") << "the excluded service item is left out";
-    EXPECT_TRUE(previous->isEnabled());
-    next->click(); // past the end: back on the last row
-    EXPECT_EQ(scan->text(), "NUT");
-    EXPECT_FALSE(next->isEnabled());
+    EXPECT_EQ(shown(), "< NUT >") << "the excluded service item is left out";
+    next->click();
+    EXPECT_EQ(shown(), "< NUT") << "past the end: back on the last row";
     previous->click();
     EXPECT_TRUE(next->isEnabled());
     previous->click();
-    EXPECT_EQ(scan->text(), "BOLT");
-    EXPECT_FALSE(previous->isEnabled());
+    EXPECT_EQ(shown(), "BOLT >");
     EXPECT_FALSE(control<QWidget>(preview, "TxtUnit")->isHidden());
 
     folder.sql("dbscan.mdb",
@@ -168,8 +157,9 @@ TEST_F(ItemMap, PreviewPagesThroughTheRowsAndLeavesOutExcludedItems) {
     folder.sql("dbscan.mdb", "DELETE FROM tblPreview");
     import::frmPreview empty({import::kTabDelimited, {}, {}});
     empty.Load();
-    EXPECT_EQ(control<QLineEdit>(empty, "txtReturn")->text(), "Empty");
-    EXPECT_EQ(control<QLineEdit>(empty, "txtScan0")->text(), "Empty");
-    EXPECT_FALSE(control<QPushButton>(empty, "cmdNext")->isEnabled());
-    EXPECT_FALSE(control<QPushButton>(empty, "cmdPrevious")->isEnabled());
+    EXPECT_EQ(control<QLineEdit>(empty, "txtReturn")->text() +
+                  control<QLineEdit>(empty, "txtScan0")->text(),
+              "EmptyEmpty");
+    EXPECT_FALSE(control<QPushButton>(empty, "cmdNext")->isEnabled() ||
+                 control<QPushButton>(empty, "cmdPrevious")->isEnabled());
 }
