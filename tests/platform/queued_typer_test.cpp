@@ -11,8 +11,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// A system part that writes down what it sends and when, and can be told to hold a key back
-// for a while (as the X11 typer does while a spare key settles) or to fail.
+// A system part that writes down what it sends and when, and can be told to fail. (Keys the
+// system holds back while a spare key settles are typed for real in the X11 end-to-end tests.)
 class FakeSystemTyper : public QueuedTyper {
 public:
     ~FakeSystemTyper() override { shutDown(); }
@@ -21,8 +21,6 @@ public:
     std::vector<Clock::time_point> sentAt;
     int bursts = 0;
     int quietCalls = 0;
-    static constexpr std::chrono::milliseconds kHoldFor{40};
-    char32_t holdBack = 0; // this character must wait kHoldFor, once
     char32_t failOn = 0;
     QString* mirror = nullptr; // a copy of sent, to be read after the typer is gone
 
@@ -32,10 +30,6 @@ protected:
     std::optional<Clock::time_point> sendKey(const KeyAction& action) override {
         if (action.character == failOn)
             throw AppError(70, "Permission denied: test");
-        if (action.character == holdBack) {
-            holdBack = 0;
-            return Clock::now() + kHoldFor;
-        }
         sent += QString::fromUcs4(&action.character, 1);
         sentAt.push_back(Clock::now());
         if (mirror)
@@ -76,17 +70,6 @@ TEST(QueuedTyper, KeyDelaySpacesKeysFromTheEventLoopInOrder) {
     EXPECT_EQ(typer.sent, "abcde");
     for (std::size_t i = 1; i < typer.sentAt.size(); ++i)
         EXPECT_GE(typer.sentAt[i] - typer.sentAt[i - 1], 25ms) << "between key " << i;
-}
-
-TEST(QueuedTyper, KeyHeldBackBySystemIsRetriedLaterAndKeepsItsPlace) {
-    FakeSystemTyper typer;
-    typer.holdBack = U'b';
-    const auto start = QueuedTyper::Clock::now();
-    typer.type(ParseSendKeys("abc"));
-    EXPECT_EQ(typer.sent, "a");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return typer.pendingKeys() == 0; }));
-    EXPECT_EQ(typer.sent, "abc");
-    EXPECT_GE(typer.sentAt[1] - start, FakeSystemTyper::kHoldFor);
 }
 
 // quiet() comes once nothing was typed for its period; finish() and the destructor send what is

@@ -2,7 +2,6 @@
 #include "platform/serial_comm_control.h"
 #include "platform/serial_text.h"
 #include "support/errors.h"
-#include "support/fake_comm_control.h"
 #include "support/socat_pair.h"
 
 #include <QFile>
@@ -238,21 +237,4 @@ TEST_F(OpenSerialPort, TheFarEndVanishingClosesThePortOnceAndReopeningWorks) {
     ASSERT_TRUE(received.wait(kWaitMs));
     ASSERT_TRUE(waitForWaiting(port, 3));
     EXPECT_EQ(port.input(), "abc");
-}
-
-// The double must refuse and announce as the real port does, or tests of the scanning code built
-// on it would pass against behaviour the real port does not have.
-TEST(FakeCommControl, RefusesAndAnnouncesLikeTheRealPort) {
-    testsupport::FakeCommControl fake;
-    QSignalSpy received(&fake, &platform::CommControl::received);
-    EXPECT_EQ(errorOf([&] { fake.setSettings("9600,X,8,1"); }).number, err::InvalidPropertyValue);
-    EXPECT_EQ(errorOf([&] { fake.setCommPort("0"); }).number, err::CommInvalidPort);
-    EXPECT_FALSE(fake.pushText("dropped")) << "a closed port receives nothing";
-    fake.setRThreshold(1);
-    fake.setPortOpen(true);
-    EXPECT_EQ(errorOf([&] { fake.setPortOpen(true); }).number, err::CommPortAlreadyOpen);
-    fake.pushBytes("caf\xE9");
-    fake.pushText(QStringLiteral("\u20AC"));
-    EXPECT_EQ(received.count(), 2);
-    EXPECT_EQ(fake.input(), QStringLiteral("caf\u00E9\u20AC"));
 }
