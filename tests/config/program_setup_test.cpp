@@ -113,7 +113,8 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
     }
 
     // Files that cannot serve: the message names the file and what is wrong, nothing is written
-    // into them, sharing is switched off and the stored path stays.
+    // into them, sharing is switched off and the stored path stays. (Every reason a file cannot
+    // be opened at all is told by the engine layer; its tests go through each.)
     const QString noAppend = folder.file("noappend.mdb");
     QFile::copy(db(), noAppend);
     testsupport::runSql(noAppend, "DROP TABLE tblAppendStr");
@@ -121,10 +122,6 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
     ASSERT_TRUE(jet.open(QIODevice::WriteOnly));
     jet.write(QByteArray("\0\1\0\0Standard Jet DB\0", 20) + QByteArray(2000, '\0'));
     jet.close();
-    QFile text(folder.file("notes.mdb"));
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
-    text.write("Item list\r\n");
-    text.close();
     QDir(folder.path()).mkdir("folder.mdb");
     const QString backup = folder.file("Shared.mdb.bak");
     QFile::copy(shared, backup);
@@ -133,9 +130,7 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
         {backup, "must end in .mdb"},
         {noAppend, "no table tblAppendStr"},
         {jet.fileName(), "Jet/Access database"},
-        {text.fileName(), "Unrecognized database format"},
         {folder.file("folder.mdb"), "a folder"},
-        {folder.file("missing.mdb"), "Could not find file"},
     };
     for (const auto& [path, why] : refused) {
         const QByteArray before = dbtest::fileHash(path);
@@ -148,5 +143,4 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
         EXPECT_EQ(storedSetting(db(), "SharedDataBase").toString(), shared);
         EXPECT_FALSE(core::shared().IsDBShared);
     }
-    EXPECT_FALSE(QFile::exists(folder.file("missing.mdb")));
 }

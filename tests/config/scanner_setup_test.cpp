@@ -58,7 +58,6 @@ TEST_F(ScannerSetup, OffersThePortsAndSettingsAndShowsTheStoredRow) {
     EXPECT_FALSE(control<QCheckBox>("chkCRLF")->isChecked());
     EXPECT_TRUE(control<QCheckBox>("ChAck")->isChecked());
     EXPECT_TRUE(control<QCheckBox>("ChRetAsScan")->isChecked());
-    EXPECT_EQ(control<QCheckBox>("chkCRLF")->text(), "Break On  CR/LF");
     EXPECT_EQ(core::shared().ComPort, "/dev/ttyACM0") << "the shared record is refreshed";
     EXPECT_TRUE(core::shared().RetAsScan);
     EXPECT_TRUE(control<QLineEdit>("txtScan")->isHidden());
@@ -118,7 +117,7 @@ struct LiveTest : ScannerSetup {
 
 } // namespace
 
-TEST_F(LiveTest, LineModeShowsScansWithTheirEndingsAndAcknowledgesOnlyWhenAsked) {
+TEST_F(LiveTest, ScansShowWithTheirEndingsInLineAndQuietModeAndAreAcknowledgedOnlyWhenAsked) {
     auto* test = control<QPushButton>("cmdTest");
     test->click();
     ASSERT_EQ(test->text(), "S&top") << dialogs.messageTexts().join('|').toStdString();
@@ -145,23 +144,20 @@ TEST_F(LiveTest, LineModeShowsScansWithTheirEndingsAndAcknowledgesOnlyWhenAsked)
     EXPECT_EQ(test->text(), "&Test");
     EXPECT_FALSE(window.port().portOpen());
     EXPECT_TRUE(control<QLineEdit>("TxtUnit")->isHidden());
-}
 
-TEST_F(LiveTest, QuietModeEndsAScanWhenTheLineGoesQuiet) {
-    control<QCheckBox>("chkCRLF")->click();
-    control<QPushButton>("cmdTest")->click();
+    // Without CR/LF a scan ends when the line goes quiet.
+    control<QCheckBox>("ChAck")->click();
+    test->click();
     scan("0012345\r\n", "0012345");
     EXPECT_EQ(box("txtAppend"), "<Ret>");
-    EXPECT_EQ(box("txtReturn"), "WIDGET-7");
-
     pair.writeToPeer("\t"); // a lone Tab: shown as the ending, nothing else
     EXPECT_TRUE(QTest::qWaitFor([&] { return box("txtAppend") == "<Tab>"; }, 5000));
     QTest::qWait(300); // past the quiet time
     EXPECT_EQ(box("txtScan"), "0012345");
-
     pair.writeToPeer("AB");
     scan("C", "ABC");
     EXPECT_EQ(box("txtAppend"), "Nothing");
+    EXPECT_EQ(box("txtReturn"), "ABC");
 }
 
 TEST_F(LiveTest, PortErrorsAreToldWithThePortAsTyped) {
