@@ -4,6 +4,7 @@
 #include "import/import_field.h"
 
 #include <QByteArray>
+#include <QRegularExpression>
 #include <QString>
 #include <QStringList>
 
@@ -13,14 +14,10 @@
 
 namespace {
 
+// Blanks only: a Tab is a delimiter, not a blank.
 QString trimBlanks(const QString& text) {
-    qsizetype begin = 0;
-    qsizetype end = text.size();
-    while (begin < end && text[begin] == u' ')
-        ++begin;
-    while (end > begin && text[end - 1] == u' ')
-        --end;
-    return text.mid(begin, end - begin);
+    static const QRegularExpression ends(QStringLiteral("\\A +| +\\z"));
+    return QString(text).remove(ends);
 }
 
 } // namespace

@@ -68,7 +68,8 @@ protected:
         return importtest::rows(folder.file("dbscan.mdb"), sql);
     }
     QStringList codelink() {
-        return rows("SELECT ScanValue, ReturnValue, Descrip, Unit FROM tblCodelink ORDER BY ScanValue");
+        return rows(
+            "SELECT ScanValue, ReturnValue, Descrip, Unit FROM tblCodelink ORDER BY ScanValue");
     }
     QStringList errors() {
         return rows("SELECT ErrorDescription, ScanCode, ReturnCode, Unit FROM tblImportErrors");

@@ -1,6 +1,5 @@
 // The QuickBooks interface on qbXML responses (in qbxml/) played back by a stand-in for
-// QuickBooks' request processor. The requests the program sends are checked against the texts
-// in qbxml/requests.
+// QuickBooks' request processor, and the requests the program sends.
 #include "core/settings.h"
 #include "core/shared_state.h"
 #include "import/frm_map.h"
@@ -13,6 +12,7 @@
 
 #include <QComboBox>
 #include <QPushButton>
+#include <QRegularExpression>
 
 #include <deque>
 #include <gtest/gtest.h>
@@ -25,6 +25,17 @@ QString file(const QString& name) {
         throw std::runtime_error("no test file " + name.toStdString());
     return QString::fromUtf8(text.readAll());
 }
+
+// The messages of the requests, written without the blanks between elements.
+const QString kHostQuery = R"(<HostQueryRq requestID="1"/>)";
+const QString kCustomFieldQuery =
+    R"(<DataExtDefQueryRq requestID="1"><OwnerID>0</OwnerID></DataExtDefQueryRq>)";
+const QString kItemQuery = R"(<ItemQueryRq requestID="1" iterator="Start">)"
+                           R"(<MaxReturned>500</MaxReturned><OwnerID>0</OwnerID></ItemQueryRq>)";
+const QString kItemQueryGoingOn =
+    R"(<ItemQueryRq requestID="1" iterator="Continue")"
+    R"( iteratorID="{1a2b3c4d-0000-4000-8000-00000000abcd}">)"
+    R"(<MaxReturned>500</MaxReturned><OwnerID>0</OwnerID></ItemQueryRq>)";
 
 // QuickBooks as the tests play it: every request is kept, responses come from a queue.
 struct Playback {
@@ -78,11 +89,12 @@ protected:
                                  progress);
     }
     // The first variant speaks qbXML 5.0, the second the host's highest version.
-    void expectRequest(int index, const QString& name, const QString& version = "13.0") {
+    void expectRequest(int index, const QString& message, const QString& version = "13.0") {
         ASSERT_GT(playback.requests.size(), index);
-        EXPECT_EQ(playback.requests[index].trimmed(),
-                  file("requests/" + name).replace("\"13.0\"", '"' + version + '"').trimmed())
-            << "request " << index << " differs from requests/" << name.toStdString();
+        EXPECT_EQ(playback.requests[index].trimmed().replace(QRegularExpression(">\\s+<"), "><"),
+                  R"(<?xml version="1.0"?><?qbxml version=")" + version +
+                      R"("?><QBXML><QBXMLMsgsRq onError="stopOnError">)" + message +
+                      "</QBXMLMsgsRq></QBXML>");
     }
 
     testsupport::TempProgramFolder folder;
@@ -96,7 +108,7 @@ protected:
 TEST_F(QuickBooks, EveryKindFindsItsDescriptionAndItemsWithoutTheFieldBecomeErrorRows) {
     playback.respond({"items_all_kinds.xml"});
     EXPECT_TRUE(read(true, "UPC"));
-    expectRequest(0, "item_query_start_13.0.xml", "5.0");
+    expectRequest(0, kItemQuery, "5.0");
     EXPECT_EQ(playback.companyFile, "C:\\Books\\Shop.QBW");
     const QString d250 = file("items_all_kinds.xml").section("<ItemDesc>", 1, 1).section("<", 0, 0);
     ASSERT_EQ(d250.size(), 250);
@@ -135,9 +147,9 @@ TEST_F(QuickBooks, ExcludedKindsWriteNothingInEitherMode) {
 TEST_F(QuickBooks, AListIsReadInChunksWithTheIteratorOfTheHighestVersion) {
     playback.respond({"host_v13.xml", "items_chunk1.xml", "items_chunk2.xml"});
     EXPECT_TRUE(read(true, "BarCodeValue", true));
-    expectRequest(0, "host_query.xml");
-    expectRequest(1, "item_query_start_13.0.xml");
-    expectRequest(2, "item_query_continue_13.0.xml");
+    expectRequest(0, kHostQuery, "1.0");
+    expectRequest(1, kItemQuery);
+    expectRequest(2, kItemQueryGoingOn);
     EXPECT_EQ(rows("SELECT ScanValue, ReturnValue FROM tblCodelink"),
               QStringList{"0012345000017|Hardware:Nut"});
     EXPECT_EQ(rows("SELECT ReturnCode FROM tblImportErrors"), QStringList{"Hardware:Washer"});
@@ -154,14 +166,14 @@ TEST_F(QuickBooks, CustomFieldNamesOfBothVariants) {
     flags.UseQBSDK = true;
     playback.respond({"custom_fields.xml"});
     EXPECT_EQ(import::GetCustomFieldNames("Shop.qbw", flags), QStringList({"UPC", "Colour"}));
-    expectRequest(0, "data_ext_def_query_13.0.xml", "5.0");
+    expectRequest(0, kCustomFieldQuery, "5.0");
 
     flags.UseQBSDK7 = true;
     playback.requests.clear();
     playback.respond({"host_v13.xml", "custom_fields.xml", "host_v8.xml", "custom_fields.xml"});
     EXPECT_EQ(import::GetCustomFieldNames("Shop.qbw", flags),
               QStringList({"ManufacturerPartNumber", "BarCodeValue", "UPC", "Colour"}));
-    expectRequest(1, "data_ext_def_query_13.0.xml");
+    expectRequest(1, kCustomFieldQuery);
     EXPECT_EQ(import::GetCustomFieldNames("Shop.qbw", flags).mid(0, 2),
               QStringList({"ManufacturerPartNumber", "UPC"}))
         << "no barcode before 12.0";

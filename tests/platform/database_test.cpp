@@ -51,15 +51,6 @@ TEST(DatabaseOpen, RefusesMissingJetAndForeignFilesByNameAndNeverCreatesAFile) {
         << "opening must not create anything";
 }
 
-TEST(DatabaseOpen, SuppliesExtensionAndMatchesNamesWithoutCase) {
-    TempProgramFolder folder;
-    for (const QString name : {"dbScan", "DBSCAN.MDB", "\\dbScan"}) {
-        const QString path = name.startsWith('\\') ? folder.path() + name : folder.file(name);
-        EXPECT_EQ(QFileInfo(Database::open(path).path()).fileName(), "dbscan.mdb")
-            << name.toStdString();
-    }
-}
-
 TEST_F(ProgramDatabase, SeeksAndKeysCompareTextWithoutCase) {
     platform::Table codes = db.openTable("tblCodelink");
     codes.setIndex("PrimaryKey");
