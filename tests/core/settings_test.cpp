@@ -26,11 +26,12 @@ QStringList loaded() {
 
 } // namespace
 
-TEST(LoadSettingsTest, ReadsTheProgramFoldersRowAndConvertsTheTemplate) {
+TEST(LoadSettingsTest, ReadsTheProgramFoldersRowWithDefaultsOnlyForPortAndSharedPath) {
     TempProgramFolder folder;
+    const QStringList shipped = {"QuickBooks", "1", "9600,N,8,1", "0", "1",
+                                 "0",          "0", "{RetVal}~",  "",  "0"};
     core::LoadSettings();
-    EXPECT_EQ(loaded(), QStringList({"QuickBooks", "1", "9600,N,8,1", "0", "1", "0", "0",
-                                     "{RetVal}~", "", "0"}));
+    EXPECT_EQ(loaded(), shipped);
 
     // A shared database does not redirect the settings: they stay in the program folder's file.
     folder.sql("dbscan.mdb", "UPDATE tblSettings SET IsDBShared = 1, RetAsScan = 1, "
@@ -38,19 +39,15 @@ TEST(LoadSettingsTest, ReadsTheProgramFoldersRowAndConvertsTheTemplate) {
     core::LoadSettings();
     EXPECT_EQ(loaded(), QStringList({"Peachtree", "1", "9600,N,8,1", "1", "1", "0", "0",
                                      "{RetVal}~", "/nowhere/shared.mdb", "1"}));
-}
-
-TEST(LoadSettingsTest, NullDefaultsOnlyForPortAndSharedPath) {
-    TempProgramFolder folder;
-    folder.sql("dbscan.mdb",
-               "UPDATE tblSettings SET ComPort = NULL, PortSetting = NULL, SharedDataBase = NULL");
+    folder.sql("dbscan.mdb", "UPDATE tblSettings SET ComPort = NULL, PortSetting = NULL, "
+                             "SharedDataBase = NULL, IsDBShared = 0, RetAsScan = 0, "
+                             "Accounting = 'QuickBooks'");
     core::LoadSettings();
-    EXPECT_EQ(loaded(), QStringList({"QuickBooks", "1", "9600,N,8,1", "0", "1", "0", "0",
-                                     "{RetVal}~", "", "0"}));
+    EXPECT_EQ(loaded(), shipped);
 
     for (const char* column : {"CRLF", "autostart", "Accounting", "append"}) {
         SCOPED_TRACE(column);
-        TempProgramFolder fresh;
+        TempProgramFolder fresh; // which zeroes the record
         const QStringList before = loaded();
         fresh.sql("dbscan.mdb", QString("UPDATE tblSettings SET %1 = NULL").arg(column));
         EXPECT_EQ(errorOf([] { core::LoadSettings(); }).number, platform::err::InvalidUseOfNull);

@@ -207,8 +207,22 @@ TEST_F(MaintenanceTest, BackupReplacesTheChosenFileCompactingFirstWhenAsked) {
     expectIntact();
 }
 
-TEST_F(MaintenanceTest, AReadOnlyFolderStopsTheCommandWithTheStepAndFileNamed) {
+// Another program's lock, then a read-only folder: each command stops with the step, the file and
+// the reason named, and the database keeps its data.
+TEST_F(MaintenanceTest, ALockedOrReadOnlyDatabaseStopsTheCommandWithTheStepAndFileNamed) {
     const QByteArray before = fileHash(database());
+    scan = dbtest::RecordingScanSwitch(true);
+    {
+        const dbtest::ShortBusyTimeout fast;
+        const dbtest::ShellLock lock(database());
+        db::CompactDatabase(scan);
+        dialogs.answer(Answer::Yes); // scanning question of the second command
+        dialogs.answer(Answer::Yes);
+        db::RepairDatabase(scan);
+    }
+    EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true, false, true}));
+    scan = dbtest::RecordingScanSwitch(false);
+
     const auto readOnly = QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther;
     const auto writable = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
     QFile::setPermissions(folder.path(), readOnly);
@@ -230,38 +244,21 @@ TEST_F(MaintenanceTest, AReadOnlyFolderStopsTheCommandWithTheStepAndFileNamed) {
     QFile::setPermissions(elsewhere.path(), writable);
 
     const QStringList shown = texts();
-    ASSERT_EQ(shown.size(), 4) << shown.join('\n').toStdString();
-    EXPECT_TRUE(reads(shown[1], "Compaction stopped while compacting the database into the "
+    ASSERT_EQ(shown.size(), 10) << shown.join('\n').toStdString();
+    const QStringList locked = {"locked by another program", database()};
+    EXPECT_TRUE(
+        reads(shown[2], "Compaction stopped while taking the database for compaction.", locked));
+    EXPECT_TRUE(reads(shown[5], "Repair stopped while checking the database.", locked));
+    EXPECT_TRUE(reads(shown[7], "Compaction stopped while compacting the database into the "
                                 "scratch file.\r\nFile: " +
                                     scratch()));
     EXPECT_TRUE(
-        reads(shown[3],
+        reads(shown[9],
               "Backup stopped while copying the database to the backup file.\r\nFile: " + target,
               {elsewhere.path()}))
         << "names the folder it could not write";
     EXPECT_EQ(fileHash(database()), before);
     EXPECT_FALSE(QFile::exists(scratch()));
     EXPECT_EQ(fileHash(target), fileHash(folder.file("accsys.mdb")));
-    expectIntact();
-}
-
-TEST_F(MaintenanceTest, ADatabaseLockedByAnotherProgramIsReportedAndKeepsItsData) {
-    const dbtest::ShortBusyTimeout fast;
-    scan = dbtest::RecordingScanSwitch(true);
-    {
-        const dbtest::ShellLock lock(database());
-        db::CompactDatabase(scan);
-        dialogs.answer(Answer::Yes); // scanning question of the second command
-        dialogs.answer(Answer::Yes);
-        db::RepairDatabase(scan);
-    }
-    const QStringList shown = texts();
-    ASSERT_EQ(shown.size(), 6) << shown.join('\n').toStdString();
-    const QStringList named = {"locked by another program", database()};
-    EXPECT_TRUE(
-        reads(shown[2], "Compaction stopped while taking the database for compaction.", named));
-    EXPECT_TRUE(reads(shown[5], "Repair stopped while checking the database.", named));
-    EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true, false, true}));
-    EXPECT_FALSE(QFile::exists(scratch()));
     expectIntact();
 }
