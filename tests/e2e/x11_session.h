@@ -1,8 +1,7 @@
 #pragma once
 
-// A private X display with the key receiving window on it, for the display tests and the
-// keystroke benchmark. Header-only so that the benchmark, built without the test libraries,
-// can use it too.
+// A private Xvfb display and the key receiving window on it, for the display tests and the
+// keystroke benchmark (header-only: the benchmark is built without the test libraries).
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -31,6 +30,13 @@ bool pumpUntil(Done done, int timeoutMs) {
     return done();
 }
 
+inline void stop(QProcess& process) {
+    process.terminate();
+    if (!process.waitForFinished(5000))
+        process.kill();
+    process.waitForFinished(2000);
+}
+
 // Xvfb on a display number nobody uses, stopped with the object.
 class XvfbDisplay {
 public:
@@ -41,29 +47,11 @@ public:
                 return;
         throw std::runtime_error("cannot start Xvfb on any display number");
     }
-    ~XvfbDisplay() {
-        process_.terminate();
-        if (!process_.waitForFinished(5000))
-            process_.kill();
-        process_.waitForFinished(2000);
-    }
+    ~XvfbDisplay() { stop(process_); }
     XvfbDisplay(const XvfbDisplay&) = delete;
     XvfbDisplay& operator=(const XvfbDisplay&) = delete;
 
     QString name() const { return QStringLiteral(":%1").arg(number_); }
-
-    // Runs an X client against this display (setxkbmap ...); its exit code, -1 if it failed to
-    // run at all.
-    int run(const QString& program, const QStringList& arguments) const {
-        QProcess client;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("DISPLAY"), name());
-        client.setProcessEnvironment(env);
-        client.start(program, arguments);
-        if (!client.waitForFinished(20000) || client.exitStatus() != QProcess::NormalExit)
-            return -1;
-        return client.exitCode();
-    }
 
 private:
     bool tryStart(int number) {
@@ -91,8 +79,7 @@ private:
     int number_ = -1;
 };
 
-// The receiving window (orvane-keyreceiver) on a display, focused and ready; what it wrote
-// down can be read at any time.
+// The receiving window (orvane-keyreceiver) on a display, started focused.
 class KeyReceiver {
 public:
     KeyReceiver(const QString& program, const QString& display) {
@@ -108,12 +95,7 @@ public:
         if (!ready || process_.state() != QProcess::Running)
             throw std::runtime_error("the key receiver did not get the focus");
     }
-    ~KeyReceiver() {
-        process_.terminate();
-        if (!process_.waitForFinished(5000))
-            process_.kill();
-        process_.waitForFinished(2000);
-    }
+    ~KeyReceiver() { stop(process_); }
     KeyReceiver(const KeyReceiver&) = delete;
     KeyReceiver& operator=(const KeyReceiver&) = delete;
 
@@ -124,7 +106,7 @@ public:
     }
 
     // What arrived after the first `from` characters once it ends with `marker` (the marker
-    // left off), or everything that arrived when the time is up.
+    // left off); when the time is up, what arrived marked as such.
     QString waitForEnd(qsizetype from, const QString& marker, int timeoutMs = 30000) const {
         QString text;
         const bool done = pumpUntil(
@@ -133,10 +115,8 @@ public:
                 return text.endsWith(marker);
             },
             timeoutMs);
-        return done ? text.chopped(marker.size()) : text;
+        return done ? text.chopped(marker.size()) : QStringLiteral("(timed out) ") + text;
     }
-
-    bool running() const { return process_.state() == QProcess::Running; }
 
 private:
     QString outputPath() const { return dir_.filePath(QStringLiteral("keys.txt")); }

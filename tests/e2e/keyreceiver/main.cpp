@@ -1,24 +1,99 @@
-// orvane-keyreceiver: a window that takes the keyboard focus and writes down every key it gets,
-// for tests that type into it from outside.
-//
-//   orvane-keyreceiver OUTPUT [READY]
-//
-// Each key is appended to OUTPUT as canonical send-key text (DescribeKeys) and flushed at once,
-// so a reader sees every key as soon as the window has handled it. A key the window cannot
-// name is written as "{?0xKEY}". Once the window has the focus, its window id is printed on
-// stdout and written to READY (created whole, by renaming), so tests can wait for it.
-#include "keyreceiver/key_reconstruction.h"
+// orvane-keyreceiver OUTPUT READY: a window that takes the keyboard focus and appends every key
+// it gets to OUTPUT as canonical send-key text, flushed at once ("{?0xKEY}" for a key it cannot
+// name). READY is created once the window has the focus.
+#include "platform/send_keys.h"
 
 #include <QApplication>
 #include <QFile>
 #include <QKeyEvent>
-#include <QSaveFile>
 #include <QTimer>
 #include <QWidget>
 
 #include <cstdio>
+#include <map>
 
 namespace {
+
+using platform::KeyAction;
+using platform::NamedKey;
+
+const std::map<int, NamedKey> kNamedKeys = {{Qt::Key_Backspace, NamedKey::Backspace},
+                                            {Qt::Key_Pause, NamedKey::Break},
+                                            {Qt::Key_Cancel, NamedKey::Break},
+                                            {Qt::Key_CapsLock, NamedKey::CapsLock},
+                                            {Qt::Key_Delete, NamedKey::Delete},
+                                            {Qt::Key_Down, NamedKey::Down},
+                                            {Qt::Key_End, NamedKey::End},
+                                            {Qt::Key_Return, NamedKey::Enter},
+                                            {Qt::Key_Enter, NamedKey::Enter},
+                                            {Qt::Key_Escape, NamedKey::Escape},
+                                            {Qt::Key_Help, NamedKey::Help},
+                                            {Qt::Key_Home, NamedKey::Home},
+                                            {Qt::Key_Insert, NamedKey::Insert},
+                                            {Qt::Key_Left, NamedKey::Left},
+                                            {Qt::Key_NumLock, NamedKey::NumLock},
+                                            {Qt::Key_PageDown, NamedKey::PageDown},
+                                            {Qt::Key_PageUp, NamedKey::PageUp},
+                                            {Qt::Key_Print, NamedKey::PrintScreen},
+                                            {Qt::Key_Right, NamedKey::Right},
+                                            {Qt::Key_ScrollLock, NamedKey::ScrollLock},
+                                            {Qt::Key_Tab, NamedKey::Tab},
+                                            {Qt::Key_Backtab, NamedKey::Tab},
+                                            {Qt::Key_Up, NamedKey::Up}};
+
+const std::map<int, NamedKey> kKeypadKeys = {{Qt::Key_Plus, NamedKey::Add},
+                                             {Qt::Key_Minus, NamedKey::Subtract},
+                                             {Qt::Key_Asterisk, NamedKey::Multiply},
+                                             {Qt::Key_Slash, NamedKey::Divide},
+                                             {Qt::Key_Enter, NamedKey::Enter}};
+
+bool isModifierKey(int key) {
+    return key == Qt::Key_Shift || key == Qt::Key_Control || key == Qt::Key_Alt ||
+           key == Qt::Key_AltGr || key == Qt::Key_Meta || key == Qt::Key_Super_L ||
+           key == Qt::Key_Super_R || key == Qt::Key_Hyper_L || key == Qt::Key_Hyper_R;
+}
+
+bool printable(const QString& text) {
+    return !text.isEmpty() && text.front() >= u' ' && text.front() != QChar(0x7F);
+}
+
+// The send-key actions a key event stands for: printable text as its characters (Shift is in
+// the text), named keys with their modifiers, and keys held with Ctrl or Alt as the modifiers
+// plus the key's own character. A modifier key alone gives nothing.
+platform::KeyActions actionsFor(const QKeyEvent& event) {
+    // Qt has no key code for X11's Break keysym (Ctrl+Pause on a PC keyboard).
+    const int key =
+        event.key() == 0 && event.nativeVirtualKey() == 0xFF6B ? int(Qt::Key_Cancel) : event.key();
+    if (isModifierKey(key))
+        return {};
+    unsigned modifiers = platform::NoModifier;
+    if (event.modifiers() & Qt::ShiftModifier)
+        modifiers |= platform::ShiftModifier;
+    if (event.modifiers() & Qt::ControlModifier)
+        modifiers |= platform::ControlModifier;
+    if (event.modifiers() & Qt::AltModifier)
+        modifiers |= platform::AltModifier;
+    const bool keypad = event.modifiers() & Qt::KeypadModifier;
+    const auto& names = keypad ? kKeypadKeys : kNamedKeys;
+    if (const auto name = names.find(key); name != names.end())
+        return {KeyAction::Named(name->second, modifiers)};
+    if (!keypad && key >= Qt::Key_F1 && key <= Qt::Key_F16)
+        return {KeyAction::Named(NamedKey(int(NamedKey::F1) + (key - Qt::Key_F1)), modifiers)};
+    if (modifiers & (platform::ControlModifier | platform::AltModifier)) {
+        // With Ctrl the text is a control character (or nothing): the key tells which one.
+        char32_t base = QChar::toLower(char32_t(key));
+        if (key >= Qt::Key_A && key <= Qt::Key_Z)
+            base = char32_t(u'a' + (key - Qt::Key_A));
+        else if (printable(event.text()))
+            base = event.text().toUcs4().front();
+        return {KeyAction::Character(base, modifiers)};
+    }
+    platform::KeyActions actions;
+    if (printable(event.text()))
+        for (const char32_t c : event.text().toUcs4())
+            actions.push_back(KeyAction::Character(c));
+    return actions;
+}
 
 class ReceiverWindow : public QWidget {
 public:
@@ -32,7 +107,16 @@ public:
             std::exit(2);
         }
         // Without a window manager nobody hands the focus over: ask until it is there.
-        connect(&focusTimer_, &QTimer::timeout, this, [this] { claimFocus(); });
+        connect(&focusTimer_, &QTimer::timeout, this, [this] {
+            if (isActiveWindow() && hasFocus()) {
+                focusTimer_.stop();
+                QFile(readyPath_).open(QIODevice::WriteOnly);
+                return;
+            }
+            activateWindow();
+            raise();
+            setFocus();
+        });
         focusTimer_.start(100);
     }
 
@@ -54,44 +138,13 @@ protected:
     }
 
 private:
-    void claimFocus() {
-        if (isActiveWindow() && hasFocus()) {
-            focusTimer_.stop();
-            announceReady();
-            return;
-        }
-        activateWindow();
-        raise();
-        setFocus();
-    }
-
-    void announceReady() {
-        const QByteArray id = QByteArray::number(qulonglong(winId()));
-        std::printf("%s\n", id.constData());
-        std::fflush(stdout);
-        if (readyPath_.isEmpty())
-            return;
-        QSaveFile ready(readyPath_);
-        if (ready.open(QIODevice::WriteOnly)) {
-            ready.write(id + '\n');
-            ready.commit();
-        }
-    }
-
     void record(const QKeyEvent& event) {
-        const platform::KeyActions actions = keyreceiver::actionsFor(event);
+        const platform::KeyActions actions = actionsFor(event);
         QString text = platform::DescribeKeys(actions);
-        if (actions.empty() && event.text().isEmpty() && !isModifierOnly(event))
+        if (actions.empty() && event.text().isEmpty() && !isModifierKey(event.key()))
             text = QStringLiteral("{?0x%1}").arg(event.key(), 0, 16);
         output_.write(text.toUtf8());
         output_.flush();
-    }
-
-    static bool isModifierOnly(const QKeyEvent& event) {
-        const int key = event.key();
-        return key == Qt::Key_Shift || key == Qt::Key_Control || key == Qt::Key_Alt ||
-               key == Qt::Key_AltGr || key == Qt::Key_Meta || key == Qt::Key_Super_L ||
-               key == Qt::Key_Super_R;
     }
 
     QFile output_;
@@ -103,12 +156,11 @@ private:
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    const QStringList args = app.arguments();
-    if (args.size() < 2 || args.size() > 3) {
-        std::fprintf(stderr, "usage: orvane-keyreceiver OUTPUT [READY]\n");
+    if (app.arguments().size() != 3) {
+        std::fprintf(stderr, "usage: orvane-keyreceiver OUTPUT READY\n");
         return 2;
     }
-    ReceiverWindow window(args[1], args.value(2));
+    ReceiverWindow window(app.arguments()[1], app.arguments()[2]);
     window.setGeometry(0, 0, 640, 480);
     window.show();
     return app.exec();
