@@ -1,10 +1,7 @@
-// The real program, run from a temporary copy of its program folder on a private Xvfb display:
-// it starts scanning by itself, scans on a socat serial pair arrive as keys in a window started
-// after it, and a second start hands over to the first copy and ends. A user's keys (typed
-// through XTest) set the scanner's port in its setup window, and scanning uses it at once. Two
-// workstations share a translation table on a PostgreSQL server.
+// The real program, run from a temporary copy of its program folder on a private Xvfb display,
+// scanning on a socat serial pair into the receiving window and driven by keys typed through
+// XTest, as a user would.
 #include "core/settings.h"
-#include "db/codelink_model.h"
 #include "db/frm_data_entry.h"
 #include "db/shared_server.h"
 #include "platform/database.h"
@@ -24,12 +21,23 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <memory>
+#include <vector>
 
 // Last: Xlib defines macros (None, Bool, Status) that other headers use as names.
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
 
+static void PrintTo(const QString& text, std::ostream* out) {
+    *out << '"' << text.toStdString() << '"';
+}
+
 namespace {
+
+const QString kMain = QStringLiteral("Orvane Translator "); // the trailing blank is the program's
+const QString kReceiver = QStringLiteral("Orvane key receiver");
+const QString kFocusNote =
+    QStringLiteral("Click into the application that should receive the scans.");
 
 class ProgramEndToEnd : public ::testing::Test {
 protected:
@@ -53,17 +61,24 @@ protected:
                               QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         testsupport::copyShippedFiles(programFolder());
         ASSERT_TRUE(QFile::copy(ORVANE_EXECUTABLE, program()));
-        testsupport::runSql(
-            programFolder() + "/dbscan.mdb",
-            "INSERT INTO tblCodelink VALUES ('0012345', 'WIDGET-7', 'Widget', 12);"
-            "UPDATE tblSettings SET autostart = 1, append = '<RetVal><TAB><UoM><RET>', "
-            "ComPort = '" +
-                pair_.port() + "'");
+        testsupport::runSql(database(),
+                            "INSERT INTO tblCodelink VALUES ('0012345', 'WIDGET-7', 'Widget', 12);"
+                            "UPDATE tblSettings SET autostart = 1, append = "
+                            "'<RetVal><TAB><UoM><RET>', ComPort = '" +
+                                pair_.port() + "'");
+        x_ = XOpenDisplay(display_->name().toLocal8Bit().constData());
+        ASSERT_TRUE(x_);
+    }
+    void TearDown() override {
+        if (x_)
+            XCloseDisplay(x_);
     }
 
     QString programFolder() const { return dir_.filePath("program"); }
     QString program() const { return programFolder() + "/orvane-translator"; }
+    QString database() const { return programFolder() + "/dbscan.mdb"; }
 
+    // Starts the program and waits for a main window (the first copy's, for a second copy).
     void startProgram(QProcess& process) const {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("DISPLAY", display_->name());
@@ -74,94 +89,81 @@ protected:
         process.setProcessChannelMode(QProcess::ForwardedChannels);
         process.start(program(), {});
         ASSERT_TRUE(process.waitForStarted(5000));
+        ASSERT_TRUE(e2e::pumpUntil([&] { return shown(kMain); }, 20000))
+            << "the main window did not appear";
     }
 
-    // The main window is up once its caption carries the trailing blank.
-    bool mainWindowShown() const { return windowExists(QStringLiteral("Orvane Translator ")); }
-
-    // The caption of the top-level window that has the keyboard focus.
-    QString focusedCaption() const {
-        Display* x = XOpenDisplay(display_->name().toLocal8Bit().constData());
-        if (!x)
-            return {};
-        Window focus = 0;
-        int revert = 0;
-        XGetInputFocus(x, &focus, &revert);
+    QString captionOf(Window window) const {
+        char* name = nullptr;
         QString caption;
-        // The focus may sit on a child of the top-level window: walk up to a named one.
-        while (focus > PointerRoot && caption.isEmpty()) {
-            char* name = nullptr;
-            if (XFetchName(x, focus, &name) && name)
-                caption = QString::fromUtf8(name);
-            if (name)
-                XFree(name);
-            Window root = 0;
-            Window parent = 0;
-            Window* children = nullptr;
-            unsigned count = 0;
-            if (!XQueryTree(x, focus, &root, &parent, &children, &count))
-                break;
-            if (children)
-                XFree(children);
-            focus = parent == root ? 0 : parent;
-        }
-        XCloseDisplay(x);
+        if (XFetchName(x_, window, &name) && name)
+            caption = QString::fromUtf8(name);
+        if (name)
+            XFree(name);
         return caption;
     }
 
-    static inline const QString kFocusNote =
-        QStringLiteral("Click into the application that should receive the scans.");
-
-    // Whether a top-level window with this caption is shown.
-    bool windowExists(const QString& caption) const {
-        QProcess list;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("DISPLAY", display_->name());
-        list.setProcessEnvironment(env);
-        list.start("xwininfo", {"-root", "-tree"});
-        list.waitForFinished(5000);
-        return QString::fromUtf8(list.readAllStandardOutput()).contains('"' + caption + '"');
-    }
-
-    // Gives the keyboard focus to the top-level window with this caption, as a click would.
-    bool focusWindow(const QString& caption) const {
-        Display* x = XOpenDisplay(display_->name().toLocal8Bit().constData());
-        if (!x)
-            return false;
+    // The parent of a window, and its children.
+    Window queryTree(Window window, std::vector<Window>* children = nullptr) const {
         Window root = 0;
         Window parent = 0;
-        Window* children = nullptr;
+        Window* list = nullptr;
         unsigned count = 0;
-        bool found = false;
-        if (XQueryTree(x, DefaultRootWindow(x), &root, &parent, &children, &count)) {
-            for (unsigned i = 0; i < count && !found; ++i) {
-                char* name = nullptr;
-                if (XFetchName(x, children[i], &name) && name) {
-                    found = QString::fromUtf8(name) == caption;
-                    if (found) {
-                        XRaiseWindow(x, children[i]);
-                        XSetInputFocus(x, children[i], RevertToParent, CurrentTime);
-                    }
-                    XFree(name);
-                }
-            }
-            if (children)
-                XFree(children);
+        if (!XQueryTree(x_, window, &root, &parent, &list, &count))
+            return 0;
+        if (children)
+            children->assign(list, list + count);
+        if (list)
+            XFree(list);
+        return parent;
+    }
+
+    // The shown top-level window with this caption (without a window manager, a child of the
+    // root window), or 0.
+    Window topLevel(const QString& caption) const {
+        std::vector<Window> windows;
+        queryTree(DefaultRootWindow(x_), &windows);
+        for (const Window window : windows) {
+            XWindowAttributes attributes{};
+            if (XGetWindowAttributes(x_, window, &attributes) &&
+                attributes.map_state == IsViewable && captionOf(window) == caption)
+                return window;
         }
-        XCloseDisplay(x);
-        return found && e2e::pumpUntil([&] { return focusedCaption() == caption; }, 3000);
+        return 0;
     }
 
-    // Types keys (send-key syntax) into the window with this caption, as a user would, and lets
-    // the program take them.
-    void typeInto(const QString& caption, const QString& keys) {
-        typeNow(caption, keys);
+    bool shown(const QString& caption) const { return topLevel(caption) != 0; }
+
+    // The caption of the top-level window that has the keyboard focus.
+    QString focusedCaption() const {
+        Window focus = 0;
+        int revert = 0;
+        XGetInputFocus(x_, &focus, &revert);
+        QString caption;
+        // The focus may sit on a child of the top-level window: walk up to a named one.
+        for (; focus > PointerRoot && caption.isEmpty(); focus = queryTree(focus))
+            caption = captionOf(focus);
+        return caption;
+    }
+
+    // Gives the keyboard focus to the top-level window with this caption, as a click would, and
+    // lets the programs take the change (Qt tells a window that it lost the focus 100 ms late).
+    bool focusWindow(const QString& caption) const {
+        const Window window = topLevel(caption);
+        if (!window)
+            return false;
+        XRaiseWindow(x_, window);
+        XSetInputFocus(x_, window, RevertToParent, CurrentTime);
+        XFlush(x_);
+        if (!e2e::pumpUntil([&] { return focusedCaption() == caption; }, 3000))
+            return false;
         e2e::pumpUntil([] { return false; }, 300);
+        return true;
     }
 
-    // Types keys into the window with this caption (or wherever the focus is, for none); returns
-    // as soon as they are sent.
-    void typeNow(const QString& caption, const QString& keys) {
+    // Types keys (send-key syntax) into the window with this caption, or wherever the focus is
+    // for none, and gives the program settleMs to take them.
+    void type(const QString& caption, const QString& keys, int settleMs = 300) {
         if (!caption.isEmpty()) {
             ASSERT_TRUE(e2e::pumpUntil([&] { return focusWindow(caption); }, 10000))
                 << "no window \"" << caption.toStdString() << "\" to type into";
@@ -171,22 +173,15 @@ protected:
             typer_ = platform::createSystemTyper();
         }
         typer_->type(platform::ParseSendKeys(keys));
+        e2e::pumpUntil([] { return false; }, settleMs);
     }
 
-    // A right click at a point of the screen (the main window opens the tray menu on it).
-    void rightClick(int x, int y) const {
-        Display* xDisplay = XOpenDisplay(display_->name().toLocal8Bit().constData());
-        XTestFakeMotionEvent(xDisplay, -1, x, y, CurrentTime);
-        XTestFakeButtonEvent(xDisplay, 3, True, CurrentTime);
-        XTestFakeButtonEvent(xDisplay, 3, False, CurrentTime);
-        XSync(xDisplay, False);
-        XCloseDisplay(xDisplay);
-    }
-
-    // Ends the program through keys typed into a window and gives how long the process took to
-    // end after the keys went out.
+    // Ends the program through keys typed into a window; how long the process took to end after
+    // the keys went out, -1 for not within 10 s.
     qint64 exitTime(QProcess& program, const QString& caption, const QString& keys) {
-        typeNow(caption, keys);
+        if (program.state() != QProcess::Running)
+            return -1;
+        type(caption, keys, 0);
         QElapsedTimer elapsed;
         elapsed.start();
         if (!e2e::pumpUntil([&] { return program.state() == QProcess::NotRunning; }, 10000))
@@ -194,35 +189,34 @@ protected:
         return elapsed.elapsed();
     }
 
-    static void stop(QProcess& process) {
-        process.terminate();
-        if (!process.waitForFinished(5000))
-            process.kill();
-        process.waitForFinished(2000);
+    // Scans through the far end; what the receiving window got for it, up to the Enter.
+    QString scan(const e2e::KeyReceiver& receiver, const QByteArray& code) {
+        const qsizetype from = receiver.received().size();
+        pair_.writeToPeer(code + "\r\n");
+        return receiver.waitForEnd(from, "{ENTER}", 20000);
     }
 
     static inline std::unique_ptr<e2e::XvfbDisplay> display_;
     QTemporaryDir dir_;
     testsupport::SocatPair pair_;
     std::unique_ptr<platform::KeyTyper> typer_;
+    Display* x_ = nullptr; // for finding, focusing and clicking windows
 };
 
 } // namespace
 
-TEST_F(ProgramEndToEnd, ScansArriveInTheFocusedWindowAndOnlyOneCopyRuns) {
+TEST_F(ProgramEndToEnd, ScansReachOnlyOtherApplicationsOneCopyRunsAndExitIsImmediate) {
+    testsupport::runSql(
+        database(), "UPDATE tblSettings SET ACK = 1;"
+                    "INSERT INTO tblCodelink VALUES ('SPECIAL', 'A+B (50%) ~x^ Größe', NULL, 1)");
     QProcess first;
     startProgram(first);
-    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000))
-        << "the main window with the caption \"Orvane Translator \" did not appear";
-
     e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
-    ASSERT_NE(focusedCaption(), "Orvane Translator ");
-    for (int i = 0; i < 3; ++i) {
-        const qsizetype from = receiver.received().size();
-        pair_.writeToPeer(i == 1 ? "999\r\n" : "0012345\r\n");
-        EXPECT_EQ(receiver.waitForEnd(from, "{ENTER}", 20000).toStdString(),
-                  i == 1 ? "999{TAB}1" : "WIDGET-7{TAB}12");
-    }
+    EXPECT_EQ(scan(receiver, "0012345"), "WIDGET-7{TAB}12");
+    EXPECT_EQ(scan(receiver, "999"), "999{TAB}1");
+    EXPECT_EQ(scan(receiver, "SPECIAL"), "A{+}B {(}50{%}{)} {~}x{^} Größe{TAB}1");
+    EXPECT_EQ(pair_.readFromPeer(4, std::chrono::milliseconds(500)), QByteArray(3, '\x06'))
+        << "one acknowledgement per delivered scan";
 
     QProcess second;
     QElapsedTimer elapsed;
@@ -231,62 +225,73 @@ TEST_F(ProgramEndToEnd, ScansArriveInTheFocusedWindowAndOnlyOneCopyRuns) {
     ASSERT_TRUE(second.waitForFinished(5000));
     EXPECT_LT(elapsed.elapsed(), 1000) << "a second start ends within a second";
     EXPECT_EQ(second.exitCode(), 0);
-    EXPECT_EQ(first.state(), QProcess::Running) << "the first copy keeps running";
-    EXPECT_TRUE(mainWindowShown());
-    EXPECT_TRUE(e2e::pumpUntil([&] { return focusedCaption() == "Orvane Translator "; }, 3000))
-        << "the first copy's main window comes to the front; the focus is on \""
-        << focusedCaption().toStdString() << "\"";
+    EXPECT_TRUE(e2e::pumpUntil([&] { return focusedCaption() == kMain; }, 3000))
+        << "the first copy comes to the front; the focus is on " << focusedCaption().toStdString();
+    // A scan now would go into the program's own window: it is refused, and the user told.
+    e2e::pumpUntil([] { return false; }, 300);
+    pair_.writeToPeer("0012345\r\n");
+    EXPECT_TRUE(e2e::pumpUntil([&] { return shown(kFocusNote); }, 5000)) << "no note shown";
+    EXPECT_TRUE(pair_.readFromPeer(1, std::chrono::milliseconds(500)).isEmpty())
+        << "not acknowledged: the scanner signals the failure";
+    EXPECT_EQ(receiver.received().count("{ENTER}"), 3);
 
-    stop(first);
+    const qint64 fromMenu = exitTime(first, kMain, "%fx"); // File > Exit
+    EXPECT_TRUE(fromMenu >= 0 && fromMenu < 200) << fromMenu << " ms from Exit to the end";
+    startProgram(first); // and from the tray menu, which a right click opens too
+    ASSERT_TRUE(e2e::pumpUntil([&] { return focusWindow(kMain); }, 10000));
+    XTestFakeMotionEvent(x_, -1, 100, 60, CurrentTime);
+    XTestFakeButtonEvent(x_, 3, True, CurrentTime);
+    XTestFakeButtonEvent(x_, 3, False, CurrentTime);
+    XFlush(x_);
+    e2e::pumpUntil([] { return false; }, 500);
+    const qint64 fromTray = exitTime(first, QString(), "x"); // E&xit in the open menu
+    EXPECT_TRUE(fromTray >= 0 && fromTray < 200) << fromTray << " ms from Exit to the end";
 }
 
-TEST_F(ProgramEndToEnd, APortChosenInTheScannerSetupIsUsedByTheNextStart) {
-    testsupport::runSql(programFolder() + "/dbscan.mdb",
-                        "UPDATE tblSettings SET autostart = 0, ComPort = '4'");
+TEST_F(ProgramEndToEnd, APortTypedIntoTheScannerSetupIsUsedAndKept) {
+    testsupport::runSql(database(), "UPDATE tblSettings SET autostart = 0, ComPort = '4'");
     QProcess program;
     startProgram(program);
-    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000));
-
-    typeInto("Orvane Translator ", "%e"); // Settings
-    typeInto("Orvane Translator ", "c");  // Scanner
-    // The port box has the focus: the user types the device and saves.
-    typeInto("Orvane Scanner Setup", "^a" + pair_.port() + "%s%o");
-    ASSERT_TRUE(e2e::pumpUntil([&] { return !focusWindow("Orvane Scanner Setup"); }, 10000))
-        << "the scanner setup window did not close";
-    typeInto("Orvane Translator ", "%s"); // Start
-
+    type(kMain, "%e"); // Settings
+    type(kMain, "c");  // Scanner: the port box has the focus
+    type("Orvane Scanner Setup", "^a" + pair_.port() + "%s%o"); // Save, Close
+    ASSERT_TRUE(e2e::pumpUntil([&] { return !shown("Orvane Scanner Setup"); }, 10000));
+    type(kMain, "%s"); // Start
     e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
-    pair_.writeToPeer("0012345\r\n");
-    EXPECT_EQ(receiver.waitForEnd(0, "{ENTER}", 20000).toStdString(), "WIDGET-7{TAB}12");
-    typer_.reset();
-    stop(program);
-    platform::Database db = platform::Database::open(programFolder() + "/dbscan.mdb");
+    ASSERT_TRUE(focusWindow(kReceiver));
+    EXPECT_EQ(scan(receiver, "0012345"), "WIDGET-7{TAB}12");
+    e2e::stop(program);
+    platform::Database db = platform::Database::open(database());
     EXPECT_EQ(db.openRecordset("tblSettings").value("ComPort").toString(), pair_.port());
 }
 
-TEST_F(ProgramEndToEnd, APatternComposedInTheEditorIsTypedForEachScan) {
-    testsupport::runSql(programFolder() + "/dbscan.mdb", "UPDATE tblSettings SET autostart = 0");
+TEST_F(ProgramEndToEnd, ScanningRestartsOnlyOnReturnFromItsOwnWindowsWithTheComposedPattern) {
     QProcess program;
     startProgram(program);
-    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000));
-
-    typeInto("Orvane Translator ", "%e"); // Settings
-    typeInto("Orvane Translator ", "y");  // System: the pattern box has the focus
-    // Empty the pattern, then "Add <RetVal>" and "Commands Codes", reached with Tab.
-    typeInto("Orvane System Setup", "^a{BS}{TAB 4} {TAB 6} ");
-    typeInto("Command Keys", "{TAB} "); // the Tab key, then Send
-    // Back in the setup window: "ok" through "Add This >", a name, "Save/Add to List".
-    typeInto("Orvane System Setup", "{TAB 2}ok{TAB} +{TAB 3}^aE2E Tab OK{TAB} ");
-    typeInto("Orvane System Setup", "%s%o"); // Save, Close
-    ASSERT_TRUE(e2e::pumpUntil([&] { return !focusWindow("Orvane System Setup"); }, 10000));
-    typeInto("Orvane Translator ", "%s"); // Start
-
     e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
+    type(kMain, "%s"); // Stop
+    ASSERT_TRUE(focusWindow(kReceiver));
+    ASSERT_TRUE(focusWindow(kMain)); // back from another application
+    ASSERT_TRUE(focusWindow(kReceiver));
     pair_.writeToPeer("0012345\r\n");
-    EXPECT_EQ(receiver.waitForEnd(0, "ok", 20000).toStdString(), "WIDGET-7{TAB}");
-    typer_.reset();
-    stop(program);
-    platform::Database db = platform::Database::open(programFolder() + "/dbscan.mdb");
+    e2e::pumpUntil([] { return false; }, 1000);
+    EXPECT_EQ(receiver.received(), "") << "scanning stayed off";
+
+    type(kMain, "%e"); // Settings
+    type(kMain, "y");  // System: the pattern box has the focus
+    // Empty the pattern, then "Add <RetVal>" and "Commands Codes", reached with Tab.
+    type("Orvane System Setup", "^a{BS}{TAB 4} {TAB 6} ");
+    type("Command Keys", "{TAB} "); // the Tab key, then Send
+    // Back in the setup window: "ok" through "Add This >", a name, "Save/Add to List".
+    type("Orvane System Setup", "{TAB 2}ok{TAB} +{TAB 3}^aE2E Tab OK{TAB} ");
+    type("Orvane System Setup", "%s%o"); // Save, Close: back in the main window
+    ASSERT_TRUE(e2e::pumpUntil([&] { return !shown("Orvane System Setup"); }, 10000));
+    ASSERT_TRUE(focusWindow(kReceiver));
+    pair_.writeToPeer("0012345\r\n");
+    EXPECT_EQ(receiver.waitForEnd(0, "ok", 20000), "WIDGET-7{TAB}")
+        << "scanning started again by itself, with the new pattern";
+    e2e::stop(program);
+    platform::Database db = platform::Database::open(database());
     EXPECT_EQ(db.openRecordset("SELECT String FROM tblAppendStr WHERE Name = 'E2E Tab OK'")
                   .value("String")
                   .toString(),
@@ -294,85 +299,14 @@ TEST_F(ProgramEndToEnd, APatternComposedInTheEditorIsTypedForEachScan) {
     EXPECT_EQ(db.openRecordset("tblSettings").value("append").toString(), "<RetVal><TAB>ok");
 }
 
-TEST_F(ProgramEndToEnd, ExitEndsTheProgramAtOnce) {
-    QProcess program;
-    startProgram(program);
-    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000));
-    {
-        e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
-        pair_.writeToPeer("0012345\r\n"); // a scan typed, as before most exits
-        EXPECT_EQ(receiver.waitForEnd(0, "{ENTER}", 20000).toStdString(), "WIDGET-7{TAB}12");
-    }
-    const qint64 fromMenu = exitTime(program, "Orvane Translator ", "%fx"); // File > Exit
-    EXPECT_GE(fromMenu, 0);
-    EXPECT_LT(fromMenu, 200) << "the process ends within 200 ms of Exit";
-
-    startProgram(program); // and from the tray menu, which a right click opens too
-    ASSERT_TRUE(e2e::pumpUntil(
-        [&] { return mainWindowShown() && focusWindow("Orvane Translator "); }, 20000));
-    rightClick(100, 60);
-    e2e::pumpUntil([] { return false; }, 500);
-    const qint64 fromTray = exitTime(program, QString(), "x"); // E&xit in the open menu
-    EXPECT_GE(fromTray, 0);
-    EXPECT_LT(fromTray, 200);
-    typer_.reset();
-}
-
-TEST_F(ProgramEndToEnd, AScanIsNeverTypedIntoTheProgramsOwnWindow) {
-    testsupport::runSql(programFolder() + "/dbscan.mdb", "UPDATE tblSettings SET ACK = 1");
-    QProcess program;
-    startProgram(program);
-    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000));
-    ASSERT_TRUE(focusWindow("Orvane Translator ")); // as right after a click on Start
-    pair_.writeToPeer("0012345\r\n");
-    EXPECT_TRUE(e2e::pumpUntil([&] { return windowExists(kFocusNote); }, 5000))
-        << "the user is told where to click";
-    EXPECT_TRUE(pair_.readFromPeer(1, std::chrono::milliseconds(500)).isEmpty())
-        << "not acknowledged: the scanner signals the failure";
-
-    e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
-    pair_.writeToPeer("0012345\r\n");
-    EXPECT_EQ(receiver.waitForEnd(0, "{ENTER}", 20000).toStdString(), "WIDGET-7{TAB}12")
-        << "the first scan went nowhere, the next one into the application";
-    EXPECT_EQ(pair_.readFromPeer(1), QByteArray("\x06"));
-    typer_.reset();
-    stop(program);
-}
-
-TEST_F(ProgramEndToEnd, ScanningStartsByItselfOnlyOnReturnFromTheProgramsOwnWindows) {
-    QProcess program;
-    startProgram(program);
-    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000));
-    e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
-    typeInto("Orvane Translator ", "%s"); // Stop
-    ASSERT_TRUE(focusWindow("Orvane key receiver"));
-    ASSERT_TRUE(focusWindow("Orvane Translator ")); // back from another application
-    ASSERT_TRUE(focusWindow("Orvane key receiver"));
-    pair_.writeToPeer("0012345\r\n");
-    e2e::pumpUntil([] { return false; }, 1000);
-    EXPECT_EQ(receiver.received().toStdString(), "") << "scanning stayed off";
-
-    typeInto("Orvane Translator ", "%e");
-    typeInto("Orvane Translator ", "c");
-    typeInto("Orvane Scanner Setup", "%o"); // back from a window of the program
-    ASSERT_TRUE(e2e::pumpUntil([&] { return !focusWindow("Orvane Scanner Setup"); }, 10000));
-    ASSERT_TRUE(focusWindow("Orvane key receiver"));
-    pair_.writeToPeer("0012345\r\n");
-    EXPECT_EQ(receiver.waitForEnd(0, "{ENTER}", 20000).toStdString(), "WIDGET-7{TAB}12")
-        << "autostart starts scanning again on the return";
-    typer_.reset();
-    stop(program);
-}
-
 TEST_F(ProgramEndToEnd, TwoWorkstationsShareOneTableOnAServer) {
     testsupport::PgServer server;
     const QString uri = server.uri("orvane");
     db::InitSharedServer(uri, false);
     const QString shared = "UPDATE tblSettings SET IsDBShared = 1, SharedDataBase = '" + uri + "'";
-    testsupport::runSql(programFolder() + "/dbscan.mdb", shared);
+    testsupport::runSql(database(), shared);
     QProcess first; // this workstation scans
     startProgram(first);
-    ASSERT_TRUE(e2e::pumpUntil([&] { return mainWindowShown(); }, 20000));
     e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
 
     // The other workstation adds a pair by hand in its data entry window.
@@ -387,8 +321,7 @@ TEST_F(ProgramEndToEnd, TwoWorkstationsShareOneTableOnAServer) {
         window->findChild<QPushButton*>("cmdAdd")->click();
         window->close();
     }
-    pair_.writeToPeer("new-1\r\n");
-    EXPECT_EQ(receiver.waitForEnd(0, "{ENTER}", 20000).toStdString(), "FROM-OTHER{TAB}1");
+    EXPECT_EQ(scan(receiver, "new-1"), "FROM-OTHER{TAB}1");
 
     // And imports a list from its command line while this one scans.
     QFile list(other.file("items.csv"));
@@ -410,12 +343,6 @@ TEST_F(ProgramEndToEnd, TwoWorkstationsShareOneTableOnAServer) {
     EXPECT_TRUE(e2e::pumpUntil(
         [&] { return receiver.received().mid(from).count("FROM-OTHER") == 40; }, 20000))
         << "no scan is lost: " << receiver.received().mid(from).count("FROM-OTHER");
-    const qsizetype imported = receiver.received().size();
-    pair_.writeToPeer("c19999\r\n");
-    EXPECT_EQ(receiver.waitForEnd(imported, "{ENTER}", 20000).toStdString(), "ITEM-19999{TAB}1");
-    db::CodelinkModel grid;
-    EXPECT_EQ(grid.fill(uri, db::CodelinkModel::Layout::AllFields), 20001)
-        << "the data entry window lists the table whole";
-    typer_.reset();
-    stop(first);
+    EXPECT_EQ(scan(receiver, "c19999"), "ITEM-19999{TAB}1");
+    e2e::stop(first);
 }
