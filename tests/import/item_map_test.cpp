@@ -94,7 +94,6 @@ TEST_F(ItemMap, DelimiterListsNeverOfferTheOtherListsCharacter) {
     auto* second = control<QComboBox>(map, "CmbDel1");
     EXPECT_EQ(first->currentText(), ",");
     EXPECT_EQ(second->currentText(), ";");
-    EXPECT_EQ(first->count(), 15);
     EXPECT_EQ(first->findText(";"), -1);
     first->setCurrentIndex(first->findText("!"));
     Q_EMIT first->activated(first->currentIndex());

@@ -164,13 +164,16 @@ TEST_F(QuickBooks, AListIsReadInChunksWithTheIteratorOfTheHighestVersion) {
 TEST_F(QuickBooks, TheSecondVariantOffersPartNumbersAndBarcodesAfterTheHostsVersion) {
     import::AccountingFlags flags;
     flags.UseQBSDK = flags.UseQBSDK7 = true;
-    playback.respond({"host_v13.xml", "custom_fields.xml", "host_v8.xml", "custom_fields.xml"});
+    playback.respond({"host_v13.xml", "custom_fields.xml"});
     EXPECT_EQ(import::GetCustomFieldNames("Shop.qbw", flags),
               QStringList({"ManufacturerPartNumber", "BarCodeValue", "UPC", "Colour"}));
     expectRequest(1, kCustomFieldQuery);
+    // A host that speaks 11.0 at most: no barcodes yet.
+    playback.responses = {file("host_v13.xml").replace("12.0", "8.0").replace("13.0", "11.0"),
+                          file("custom_fields.xml")};
     EXPECT_EQ(import::GetCustomFieldNames("Shop.qbw", flags).mid(0, 2),
-              QStringList({"ManufacturerPartNumber", "UPC"}))
-        << "no barcode before 12.0";
+              QStringList({"ManufacturerPartNumber", "UPC"}));
+    expectRequest(3, kCustomFieldQuery, "11.0");
 }
 
 TEST_F(QuickBooks, StatusesAndBrokenResponsesAreToldAndNothingMoreIsWritten) {
