@@ -90,26 +90,21 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
     ASSERT_TRUE(QFile::copy(db(), shared));
     testsupport::runSql(shared,
                         "ALTER TABLE tblCodelink DROP COLUMN Unit;"
-                        "INSERT INTO tblAppendStr (Name, String) VALUES ('T', '<TAB>');"
-                        "INSERT INTO tblAppendStr (Name, String) VALUES ('M', 'x<RetVal>')");
+                        "UPDATE tblAppendStr SET String = '<TAB>' WHERE Name = 'Tab';"
+                        "UPDATE tblAppendStr SET String = 'x<RetVal>' WHERE Name = 'Nothing'");
     window.Load();
     EXPECT_EQ(saveShared(shared), "");
     EXPECT_EQ(storedSetting(db(), "IsDBShared").toInt(), 1);
     EXPECT_EQ(storedSetting(db(), "SharedDataBase").toString(), shared);
     EXPECT_TRUE(core::shared().IsDBShared);
     {
-        platform::Database file = platform::Database::open(shared);
-        EXPECT_TRUE(file.hasField("tblCodelink", "Unit"));
-        const auto string = [&](const char* name) {
-            return file
-                .openRecordset(QStringLiteral("SELECT String FROM tblAppendStr WHERE Name "
-                                              "= '%1'")
-                                   .arg(name))
-                .value("String")
-                .toString();
-        };
-        EXPECT_EQ(string("T"), "<RetVal><TAB>");
-        EXPECT_EQ(string("M"), "x<RetVal>");
+        platform::Database upgraded = platform::Database::open(shared);
+        EXPECT_TRUE(upgraded.hasField("tblCodelink", "Unit"));
+        platform::Recordset strings = upgraded.openRecordset(
+            "SELECT String FROM tblAppendStr WHERE Name IN ('Tab', 'Nothing') ORDER BY Name");
+        EXPECT_EQ(strings.value(0).toString(), "x<RetVal>");
+        strings.moveNext();
+        EXPECT_EQ(strings.value(0).toString(), "<RetVal><TAB>");
     }
 
     // Files that cannot serve: the message names the file and what is wrong, nothing is written

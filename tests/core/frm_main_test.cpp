@@ -235,6 +235,12 @@ TEST(MainWindowScanning, ButtonCaptionIsTheStateAndTheTrayFollows) {
     program.port->failOpenWith(std::nullopt);
     scan->click();
     EXPECT_EQ(scan->text(), "&Stop") << "scanning starts again once the port is back";
+
+    program.port->clearRecord(); // a new pattern while scanning reopens the port
+    program.main.ChooseAppendString("Tab");
+    EXPECT_EQ(program.port->calls(), QStringList({"setPortOpen(false)", "setPortOpen(true)"}));
+    EXPECT_EQ(core::shared().append, "{RetVal}{TAB}");
+    EXPECT_TRUE(program.main.scanning());
 }
 
 TEST(MainWindowMenus, WindowsAskToStopScanningFirstAndOpenOnce) {
@@ -257,14 +263,4 @@ TEST(MainWindowMenus, WindowsAskToStopScanningFirstAndOpenOnce) {
     program.trayItem("MuScanner")->trigger(); // scanning off: no question, and no second window
     EXPECT_EQ(program.dialogs.messages().size(), 2u);
     EXPECT_EQ(openWindows("Orvane Scanner Setup"), 1);
-}
-
-TEST(MainWindowScanning, ChangingThePatternWhileScanningReopensThePort) {
-    Program program;
-    program.control<QPushButton>("cmdScan")->click();
-    program.port->clearRecord();
-    program.main.ChooseAppendString("Tab");
-    EXPECT_EQ(program.port->calls(), QStringList({"setPortOpen(false)", "setPortOpen(true)"}));
-    EXPECT_EQ(core::shared().append, "{RetVal}{TAB}");
-    EXPECT_TRUE(program.main.scanning());
 }

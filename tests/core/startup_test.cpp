@@ -1,6 +1,6 @@
 #include "core/application.h"
 #include "core/startup.h"
-#include "platform/database.h"
+#include "db/db_test_support.h"
 #include "platform/single_instance.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
@@ -11,7 +11,6 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 namespace {
 
@@ -63,14 +62,11 @@ TEST(StartUp, ADatabaseThatCannotBeUsedEndsTheStartWithOneMessageNamingItAndAWay
     EXPECT_TRUE(text.contains("installation package"));
 
     testsupport::TempProgramFolder locked;
-    sqlite3* holder = nullptr;
-    ASSERT_EQ(sqlite3_open(locked.file("dbscan.mdb").toUtf8().constData(), &holder), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
-    const int previousTimeout = platform::Database::busyTimeoutMs();
-    platform::Database::setBusyTimeoutMs(300);
-    text = failedStartMessage(dialogs);
-    platform::Database::setBusyTimeoutMs(previousTimeout);
-    sqlite3_close(holder);
+    {
+        const dbtest::ShortBusyTimeout fast;
+        const dbtest::ShellLock lock(locked.file("dbscan.mdb"));
+        text = failedStartMessage(dialogs);
+    }
     EXPECT_TRUE(text.contains(QDir::toNativeSeparators(locked.file("dbscan.mdb")) + " is locked"))
         << text.toStdString();
 }
