@@ -168,32 +168,35 @@ private:
 
 // The IIF import's fields: the options given, else the choices last used in the item map window
 // and the default description. Each must be a field the accounting system defines.
-import::IifImport iifFields(const QString& file, const Arguments& arguments){
+// (The return type trails: a line that begins with "import" reads as a module import to tools.)
+auto iifFields(const QString& file, const Arguments& arguments) -> import::IifImport {
     const QString accounting = shared().Accounting;
-const StoredSettings stored = ReadStoredSettings().value_or(StoredSettings());
-const import::FieldChoices scans =
-    import::ReadFieldChoices(accounting, QStringLiteral("cmbItemScan0"));
-const import::FieldChoices descriptions =
-    import::ReadFieldChoices(accounting, QStringLiteral("cmbItemDescrip"));
-import::IifImport request{
-    file, accounting,
-    arguments.options.value(QStringLiteral("--scan"), stored.CustomScan.trimmed()),
-    arguments.options.value(QStringLiteral("--return"), stored.CustomReturn.trimmed()),
-    arguments.options.value(QStringLiteral("--description"), descriptions.defaultField)};
-const auto refuseField = [&](const QString& role, const QString& field,
-                             const QStringList& choices) {
-    throw Refusal(QStringLiteral("\"%1\" is not a %2 field of %3 item exports; choose one of: "
-                                 "%4")
-                      .arg(field.trimmed(), role, accounting, choices.join(QStringLiteral(", "))));
-};
-if (!scans.fields.contains(request.scanField, Qt::CaseInsensitive))
-    refuseField(QStringLiteral("scan"), request.scanField, scans.fields);
-if (import::ReturnFieldPosition(accounting, request.returnField) == 0)
-    refuseField(QStringLiteral("return"), request.returnField, scans.fields + descriptions.fields);
-if (!descriptions.fields.contains(request.descriptionField, Qt::CaseInsensitive))
-    refuseField(QStringLiteral("description"), request.descriptionField, descriptions.fields);
-return request;
-} // namespace
+    const StoredSettings stored = ReadStoredSettings().value_or(StoredSettings());
+    const import::FieldChoices scans =
+        import::ReadFieldChoices(accounting, QStringLiteral("cmbItemScan0"));
+    const import::FieldChoices descriptions =
+        import::ReadFieldChoices(accounting, QStringLiteral("cmbItemDescrip"));
+    import::IifImport request{
+        file, accounting,
+        arguments.options.value(QStringLiteral("--scan"), stored.CustomScan.trimmed()),
+        arguments.options.value(QStringLiteral("--return"), stored.CustomReturn.trimmed()),
+        arguments.options.value(QStringLiteral("--description"), descriptions.defaultField)};
+    const auto refuseField = [&](const QString& role, const QString& field,
+                                 const QStringList& choices) {
+        throw Refusal(
+            QStringLiteral("\"%1\" is not a %2 field of %3 item exports; choose one of: "
+                           "%4")
+                .arg(field.trimmed(), role, accounting, choices.join(QStringLiteral(", "))));
+    };
+    if (!scans.fields.contains(request.scanField, Qt::CaseInsensitive))
+        refuseField(QStringLiteral("scan"), request.scanField, scans.fields);
+    if (import::ReturnFieldPosition(accounting, request.returnField) == 0)
+        refuseField(QStringLiteral("return"), request.returnField,
+                    scans.fields + descriptions.fields);
+    if (!descriptions.fields.contains(request.descriptionField, Qt::CaseInsensitive))
+        refuseField(QStringLiteral("description"), request.descriptionField, descriptions.fields);
+    return request;
+}
 
 int importCommand(const QStringList& rawArguments) {
     const Arguments arguments =
@@ -332,13 +335,15 @@ bool isHelp(const QString& argument) {
            argument == QStringLiteral("help");
 }
 
-} // namespace core
+} // namespace
 
 bool IsCommandLine(int argc, char** argv) {
     if (argc < 2)
         return false;
-    const QString first = QString::fromLocal8Bit(argv[1]);
-    return isHelp(first) || commands().contains(first);
+    // Options (Qt's own, such as -platform) start the window; any word is taken as a command, so
+    // that a mistyped one is refused rather than starting the window on a headless machine.
+    return !QString::fromLocal8Bit(argv[1]).startsWith(u'-') ||
+           isHelp(QString::fromLocal8Bit(argv[1]));
 }
 
 int RunCommandLine(int argc, char** argv) {
@@ -352,6 +357,12 @@ int RunCommandLine(int argc, char** argv) {
     if (isHelp(command)) {
         std::fputs(kUsage, stdout);
         return 0;
+    }
+    if (!commands().contains(command)) {
+        printError(QStringLiteral("unknown command \"%1\"; orvane-translator --help lists the "
+                                  "commands")
+                       .arg(command));
+        return 1;
     }
     try {
         return commands().value(command)(arguments);

@@ -3,7 +3,7 @@
 namespace core {
 
 // Whether the program was started with a command (import, export, lookup, backup, compact, repair,
-// --help) rather than for its window.
+// shared-init, --help; or a word that is no command, which is refused) rather than for its window.
 bool IsCommandLine(int argc, char** argv);
 
 // Runs the command headless, without a display, on the databases of the program's folder, with
