@@ -147,8 +147,9 @@ protected:
     }
 
     // Gives the keyboard focus to the top-level window with this caption, as a click would, and
-    // lets the programs take the change (Qt tells a window that it lost the focus 100 ms late).
-    bool focusWindow(const QString& caption) const {
+    // lets the programs take the change for settleMs (Qt tells a window that it lost the focus
+    // 100 ms late).
+    bool focusWindow(const QString& caption, int settleMs = 300) const {
         const Window window = topLevel(caption);
         if (!window)
             return false;
@@ -157,7 +158,7 @@ protected:
         XFlush(x_);
         if (!e2e::pumpUntil([&] { return focusedCaption() == caption; }, 3000))
             return false;
-        e2e::pumpUntil([] { return false; }, 300);
+        e2e::pumpUntil([] { return false; }, settleMs);
         return true;
     }
 
@@ -234,6 +235,9 @@ TEST_F(ProgramEndToEnd, ScansReachOnlyOtherApplicationsOneCopyRunsAndExitIsImmed
     EXPECT_TRUE(pair_.readFromPeer(1, std::chrono::milliseconds(500)).isEmpty())
         << "not acknowledged: the scanner signals the failure";
     EXPECT_EQ(receiver.received().count("{ENTER}"), 3);
+    ASSERT_TRUE(focusWindow(kReceiver, 0));
+    EXPECT_EQ(scan(receiver, "0012345"), "WIDGET-7{TAB}12")
+        << "a scan right after the user clicks into an application goes there";
 
     const qint64 fromMenu = exitTime(first, kMain, "%fx"); // File > Exit
     EXPECT_TRUE(fromMenu >= 0 && fromMenu < 200) << fromMenu << " ms from Exit to the end";
