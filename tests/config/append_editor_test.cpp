@@ -19,7 +19,7 @@
 #include <gtest/gtest.h>
 
 using config::AppendEditor;
-using configtest::child;
+using testsupport::child;
 
 // The editor tests below cover whole tokens, escaping and normalising; these are the edges.
 TEST(PatternRules, HalfTypedTokensAndEmptyPatterns) {

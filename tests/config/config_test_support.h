@@ -3,16 +3,9 @@
 
 #include "config/main_window_link.h"
 #include "platform/database.h"
+#include "support/checks.h"
 
 #include <QVariant>
-#include <QWidget>
-
-#include <ostream>
-#include <stdexcept>
-
-inline void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace configtest {
 
@@ -31,14 +24,6 @@ struct FakeMain : config::MainWindowLink {
 inline QVariant storedSetting(const QString& databaseFile, const QString& field) {
     platform::Database db = platform::Database::open(databaseFile);
     return db.openRecordset(QStringLiteral("SELECT * FROM tblSettings")).value(field);
-}
-
-template <class T>
-T* child(QWidget& window, const char* name) {
-    T* found = window.findChild<T*>(QString::fromLatin1(name));
-    if (!found)
-        throw std::runtime_error(std::string("no control ") + name);
-    return found;
 }
 
 } // namespace configtest

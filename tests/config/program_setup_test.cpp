@@ -18,7 +18,7 @@
 #include <gtest/gtest.h>
 
 using config::frmSetup;
-using configtest::child;
+using testsupport::child;
 using configtest::storedSetting;
 
 namespace {

@@ -16,7 +16,7 @@
 #include <gtest/gtest.h>
 
 using config::frmSetupScanner;
-using configtest::child;
+using testsupport::child;
 using configtest::storedSetting;
 
 namespace {

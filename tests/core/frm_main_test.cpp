@@ -5,6 +5,7 @@
 #include "platform/database.h"
 #include "platform/send_keys.h"
 #include "shell/frm_taskbar.h"
+#include "support/checks.h"
 #include "support/fake_comm_control.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
@@ -49,10 +50,7 @@ struct Program {
     // A control or menu item of the main window.
     template <class T>
     T* control(const char* name) {
-        T* found = main.findChild<T*>(QString::fromLatin1(name));
-        if (!found)
-            throw std::runtime_error(std::string("no control ") + name);
-        return found;
+        return testsupport::child<T>(main, name);
     }
     QAction* trayItem(const char* name) {
         return taskbar->menu()->findChild<QAction*>(QString::fromLatin1(name));

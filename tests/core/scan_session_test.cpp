@@ -3,7 +3,7 @@
 #include "core/shared_state.h"
 #include "platform/app_error.h"
 #include "platform/send_keys.h"
-#include "support/errors.h"
+#include "support/checks.h"
 #include "support/fake_comm_control.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"

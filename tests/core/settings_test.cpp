@@ -3,7 +3,7 @@
 #include "core/shared_state.h"
 #include "platform/app_error.h"
 #include "platform/conversions.h"
-#include "support/errors.h"
+#include "support/checks.h"
 #include "support/program_folder_fixture.h"
 
 #include <QFile>

@@ -1,6 +1,6 @@
 #include "core/tokens.h"
 #include "platform/app_error.h"
-#include "support/errors.h"
+#include "support/checks.h"
 
 #include <gtest/gtest.h>
 

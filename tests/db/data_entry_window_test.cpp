@@ -4,7 +4,7 @@
 #include "db/frm_data_entry.h"
 #include "db_test_support.h"
 #include "platform/app_error.h"
-#include "support/errors.h"
+#include "support/checks.h"
 #include "support/permissions.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
@@ -22,10 +22,6 @@
 
 using dbtest::pairs;
 using platform::Icon;
-
-static void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace {
 
@@ -50,10 +46,7 @@ protected:
 
     template <class T = QWidget>
     T* control(const char* name) const {
-        T* found = window->findChild<T*>(QString::fromLatin1(name));
-        if (!found)
-            throw std::runtime_error(std::string("no control ") + name);
-        return found;
+        return testsupport::child<T>(*window, name);
     }
     QString text(const char* name) const {
         return control<QObject>(name)->property("text").toString();

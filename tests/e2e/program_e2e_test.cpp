@@ -6,6 +6,7 @@
 #include "db/shared_server.h"
 #include "platform/database.h"
 #include "platform/send_keys.h"
+#include "support/checks.h"
 #include "support/pg_server.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
@@ -27,10 +28,6 @@
 // Last: Xlib defines macros (None, Bool, Status) that other headers use as names.
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
-
-static void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace {
 

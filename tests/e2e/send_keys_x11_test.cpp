@@ -1,7 +1,7 @@
 // The real X11 typer typing into the real receiving window on a private Xvfb display.
 #include "platform/app_error.h"
 #include "platform/send_keys.h"
-#include "support/errors.h"
+#include "support/checks.h"
 #include "x11_session.h"
 
 #include <QElapsedTimer>
@@ -16,11 +16,6 @@
 #include <utility>
 
 using namespace platform;
-
-// Failures show text, not UTF-16 code units.
-static void PrintTo(const QString& text, std::ostream* out) {
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace {
 

@@ -4,7 +4,6 @@
 #include "core/program_folder.h"
 #include "core/startup.h"
 #include "db/db_test_support.h"
-#include "import_test_support.h"
 #include "platform/single_instance.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
@@ -50,7 +49,7 @@ protected:
                 QString::fromLocal8Bit(process.readAllStandardError())};
     }
     QString write(const QString& name, const QByteArray& bytes) {
-        return importtest::writeFile(dir.filePath(name), bytes);
+        return testsupport::writeFile(dir.filePath(name), bytes);
     }
     void TearDown() override {
         if (savedRuntime.isEmpty())

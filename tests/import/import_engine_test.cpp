@@ -6,9 +6,8 @@
 #include "import/import_engine.h"
 #include "import/import_field.h"
 #include "import/text_lines.h"
-#include "import_test_support.h"
 #include "platform/app_error.h"
-#include "support/errors.h"
+#include "support/checks.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
@@ -17,7 +16,7 @@
 #include <gtest/gtest.h>
 #include <tuple>
 
-using importtest::writeFile;
+using testsupport::writeFile;
 
 TEST(ImportField, QuotesAndApostrophesAroundFields) {
     const std::tuple<const char*, int, const char*> cases[] = {
@@ -65,7 +64,7 @@ protected:
         return writeFile(folder.file(name), bytes);
     }
     QStringList rows(const QString& sql) {
-        return importtest::rows(folder.file("dbscan.mdb"), sql);
+        return testsupport::rows(folder.file("dbscan.mdb"), sql);
     }
     QStringList codelink() {
         return rows(

@@ -3,7 +3,7 @@
 #include "core/shared_state.h"
 #include "import/frm_map.h"
 #include "import/frm_preview.h"
-#include "import_test_support.h"
+#include "support/checks.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
@@ -15,6 +15,8 @@
 
 #include <gtest/gtest.h>
 
+using testsupport::child;
+
 namespace {
 
 struct ItemMap : ::testing::Test {
@@ -23,21 +25,14 @@ struct ItemMap : ::testing::Test {
         core::LoadSettings();
         core::shared().strAppTitle = "Orvane Translator";
     }
-    template <class T>
-    T* control(QWidget& window, const char* name) {
-        T* found = window.findChild<T*>(QString::fromLatin1(name));
-        if (!found)
-            throw std::runtime_error(std::string("no control ") + name);
-        return found;
-    }
     QString write(const QString& name, const QByteArray& bytes) {
-        return importtest::writeFile(folder.file(name), bytes);
+        return testsupport::writeFile(folder.file(name), bytes);
     }
     QString lastMessage() const {
         return dialogs.messageTexts().value(dialogs.messages().size() - 1);
     }
     QString setting(const QString& field) {
-        return importtest::rows(folder.file("dbscan.mdb"), "SELECT " + field + " FROM tblSettings")
+        return testsupport::rows(folder.file("dbscan.mdb"), "SELECT " + field + " FROM tblSettings")
             .value(0);
     }
 
@@ -52,7 +47,7 @@ TEST_F(ItemMap, PreviewAndUpdateCheckTheirInputsInOrder) {
     import::frmMap map;
     map.Load();
     EXPECT_EQ(map.windowTitle(), "QuickBooks Item Mapping");
-    auto* preview = control<QPushButton>(map, "cmdItemPrev");
+    auto* preview = child<QPushButton>(map, "cmdItemPrev");
     preview->click();
     EXPECT_EQ(lastMessage(), "Please enter a source file");
 
@@ -63,23 +58,23 @@ TEST_F(ItemMap, PreviewAndUpdateCheckTheirInputsInOrder) {
 
     map.setSource(write("items.IIF", "INVITEM\tA\r\n"));
     EXPECT_EQ(map.sourceKind(), import::kIif) << "the extension is case-blind";
-    control<QLineEdit>(map, "txtItemRet")->clear();
+    child<QLineEdit>(map, "txtItemRet")->clear();
     preview->click();
     EXPECT_EQ(lastMessage(), "Please enter a return code");
-    control<QLineEdit>(map, "txtItemRet")->setText("Item Name");
-    control<QComboBox>(map, "cmbItemMap0")->setEditText(" ");
+    child<QLineEdit>(map, "txtItemRet")->setText("Item Name");
+    child<QComboBox>(map, "cmbItemMap0")->setEditText(" ");
     preview->click();
     EXPECT_EQ(lastMessage(), "Please choose a scan control");
 
     map.setSource(write("items.xyz", "x"));
-    EXPECT_EQ(control<QLineEdit>(map, "txtItemSrc")->text(), "") << "only enabled kinds are kept";
-    control<QLineEdit>(map, "txtItemSrc")->setText(folder.file("items.xyz")); // still being typed
-    control<QComboBox>(map, "cmbItemMap0")->setEditText("Item Name");
+    EXPECT_EQ(child<QLineEdit>(map, "txtItemSrc")->text(), "") << "only enabled kinds are kept";
+    child<QLineEdit>(map, "txtItemSrc")->setText(folder.file("items.xyz")); // still being typed
+    child<QComboBox>(map, "cmbItemMap0")->setEditText("Item Name");
     preview->click();
     EXPECT_EQ(lastMessage(), "Please enter a valid source file");
 
-    control<QLineEdit>(map, "txtItemSrc")->clear();
-    control<QPushButton>(map, "cmdUpdateDB")->click();
+    child<QLineEdit>(map, "txtItemSrc")->clear();
+    child<QPushButton>(map, "cmdUpdateDB")->click();
     EXPECT_EQ(lastMessage(), "Please specify an import file name.");
     EXPECT_EQ(dialogs.messages().back().icon, platform::Icon::Information);
     EXPECT_EQ(QSettings().value("Settings/UMDel0").toString(), ",")
@@ -90,8 +85,8 @@ TEST_F(ItemMap, PreviewAndUpdateCheckTheirInputsInOrder) {
 TEST_F(ItemMap, DelimiterListsNeverOfferTheOtherListsCharacter) {
     import::frmMap map;
     map.Load();
-    auto* first = control<QComboBox>(map, "CmbDel0");
-    auto* second = control<QComboBox>(map, "CmbDel1");
+    auto* first = child<QComboBox>(map, "CmbDel0");
+    auto* second = child<QComboBox>(map, "CmbDel1");
     EXPECT_EQ(first->currentText(), ",");
     EXPECT_EQ(second->currentText(), ";");
     EXPECT_EQ(first->findText(";"), -1);
@@ -108,18 +103,18 @@ TEST_F(ItemMap, UpdateImportsRemembersTheSourceAndCloses) {
     map.Load();
     map.show();
     map.setSource(list);
-    EXPECT_EQ(control<QComboBox>(map, "cmbItemMap0")->currentText(), "Column 2");
-    EXPECT_EQ(control<QLineEdit>(map, "txtItemRet")->text(), "Column 1");
-    control<QPushButton>(map, "cmdUpdateDB")->click();
+    EXPECT_EQ(child<QComboBox>(map, "cmbItemMap0")->currentText(), "Column 2");
+    EXPECT_EQ(child<QLineEdit>(map, "txtItemRet")->text(), "Column 1");
+    child<QPushButton>(map, "cmdUpdateDB")->click();
     EXPECT_EQ(lastMessage(), "The Translation Table Updated Successfully");
     EXPECT_FALSE(map.isVisible()) << "an update ends by closing the window";
     EXPECT_EQ(setting("Source, CustomReturn, CustomScan"), list + "|Column 1|Column 2");
-    EXPECT_EQ(importtest::rows(folder.file("dbscan.mdb"), "SELECT * FROM tblCodelink"),
+    EXPECT_EQ(testsupport::rows(folder.file("dbscan.mdb"), "SELECT * FROM tblCodelink"),
               QStringList{"0012345|WIDGET-7|Widget|1"});
 
     import::frmMap again;
     again.Load();
-    EXPECT_EQ(control<QLineEdit>(again, "txtItemSrc")->text(), list) << "the source is kept";
+    EXPECT_EQ(child<QLineEdit>(again, "txtItemSrc")->text(), list) << "the source is kept";
 }
 
 TEST_F(ItemMap, PreviewPagesThroughTheRowsAndLeavesOutExcludedItems) {
@@ -130,12 +125,12 @@ TEST_F(ItemMap, PreviewPagesThroughTheRowsAndLeavesOutExcludedItems) {
     import::frmPreview preview(
         {import::kIif, {file, "QuickBooks", "Item Name", "Item Name", "Description"}, {}});
     preview.Load();
-    auto* next = control<QPushButton>(preview, "cmdNext");
-    auto* previous = control<QPushButton>(preview, "cmdPrevious");
+    auto* next = child<QPushButton>(preview, "cmdNext");
+    auto* previous = child<QPushButton>(preview, "cmdPrevious");
     // The row shown, with "<" and ">" for the buttons that are enabled.
     const auto shown = [&] {
         return (previous->isEnabled() ? "< " : "") +
-               control<QLineEdit>(preview, "txtScan0")->text() + (next->isEnabled() ? " >" : "");
+               child<QLineEdit>(preview, "txtScan0")->text() + (next->isEnabled() ? " >" : "");
     };
     EXPECT_EQ(shown(), "BOLT >");
     next->click();
@@ -146,19 +141,19 @@ TEST_F(ItemMap, PreviewPagesThroughTheRowsAndLeavesOutExcludedItems) {
     EXPECT_TRUE(next->isEnabled());
     previous->click();
     EXPECT_EQ(shown(), "BOLT >");
-    EXPECT_FALSE(control<QWidget>(preview, "TxtUnit")->isHidden());
+    EXPECT_FALSE(child<QWidget>(preview, "TxtUnit")->isHidden());
 
     folder.sql("dbscan.mdb",
                "DELETE FROM tblPreview; INSERT INTO tblPreview VALUES ('A', 'B', NULL)");
     import::frmPreview delimited({import::kCommaSeparated, {}, {}});
     delimited.Load();
-    EXPECT_TRUE(control<QWidget>(delimited, "TxtUnit")->isHidden()) << "a row without a unit";
+    EXPECT_TRUE(child<QWidget>(delimited, "TxtUnit")->isHidden()) << "a row without a unit";
     folder.sql("dbscan.mdb", "DELETE FROM tblPreview");
     import::frmPreview empty({import::kTabDelimited, {}, {}});
     empty.Load();
-    EXPECT_EQ(control<QLineEdit>(empty, "txtReturn")->text() +
-                  control<QLineEdit>(empty, "txtScan0")->text(),
+    EXPECT_EQ(child<QLineEdit>(empty, "txtReturn")->text() +
+                  child<QLineEdit>(empty, "txtScan0")->text(),
               "EmptyEmpty");
-    EXPECT_FALSE(control<QPushButton>(empty, "cmdNext")->isEnabled() ||
-                 control<QPushButton>(empty, "cmdPrevious")->isEnabled());
+    EXPECT_FALSE(child<QPushButton>(empty, "cmdNext")->isEnabled() ||
+                 child<QPushButton>(empty, "cmdPrevious")->isEnabled());
 }

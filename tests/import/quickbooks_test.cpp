@@ -4,7 +4,6 @@
 #include "core/shared_state.h"
 #include "import/frm_map.h"
 #include "import/qb_interface.h"
-#include "import_test_support.h"
 #include "platform/app_error.h"
 #include "platform/qb_request_processor.h"
 #include "support/program_folder_fixture.h"
@@ -78,7 +77,7 @@ protected:
         import::LoadExclusions("QuickBooks"); // no kind excluded, whatever an earlier test left
     }
     QStringList rows(const QString& sql) {
-        return importtest::rows(folder.file("dbscan.mdb"), sql);
+        return testsupport::rows(folder.file("dbscan.mdb"), sql);
     }
     bool read(bool update, const QString& scanField, bool secondVariant = false) {
         import::AccountingFlags flags;
@@ -201,7 +200,7 @@ TEST_F(QuickBooks, StatusesAndBrokenResponsesAreToldAndNothingMoreIsWritten) {
 TEST_F(QuickBooks, TheItemMapWindowListsCustomFieldsAndClosesAfterAFailedRead) {
     folder.sql("dbscan.mdb", "UPDATE tblSettings SET CustomScan = 'Colour'");
     core::shared().Accounting = "QuickBooks 2007 and earlier"; // the first variant: no host query
-    const QString companyFile = importtest::writeFile(folder.file("Shop.QBW"), {});
+    const QString companyFile = testsupport::writeFile(folder.file("Shop.QBW"), {});
     playback.respond({"custom_fields.xml", "items_none.xml"});
     import::frmMap map;
     map.Load();

@@ -2,7 +2,7 @@
 // the record cursor's edge cases, and a file locked by another program.
 #include "platform/app_error.h"
 #include "platform/database.h"
-#include "support/errors.h"
+#include "support/checks.h"
 #include "support/program_folder_fixture.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 #include "platform/app_error.h"
 #include "platform/queued_typer.h"
-#include "support/errors.h"
+#include "support/checks.h"
 
 #include <QTest>
 

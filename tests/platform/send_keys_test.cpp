@@ -1,5 +1,5 @@
 #include "platform/send_keys.h"
-#include "support/errors.h"
+#include "support/checks.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

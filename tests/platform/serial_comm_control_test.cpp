@@ -1,7 +1,7 @@
 #include "platform/comm_settings.h"
 #include "platform/serial_comm_control.h"
 #include "platform/serial_text.h"
-#include "support/errors.h"
+#include "support/checks.h"
 #include "support/socat_pair.h"
 
 #include <QFile>

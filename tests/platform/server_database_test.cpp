@@ -11,7 +11,7 @@
 #include "platform/app_error.h"
 #include "platform/database.h"
 #include "platform/send_keys.h"
-#include "support/errors.h"
+#include "support/checks.h"
 #include "support/fake_comm_control.h"
 #include "support/pg_server.h"
 #include "support/program_folder_fixture.h"

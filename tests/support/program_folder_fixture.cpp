@@ -2,6 +2,7 @@
 
 #include "core/program_folder.h"
 #include "core/shared_state.h"
+#include "platform/database.h"
 
 #include <QDir>
 #include <QFile>
@@ -61,9 +62,26 @@ void TempProgramFolder::sql(const QString& fileName, const QString& statements) 
 }
 
 void TempProgramFolder::writeIni(const QByteArray& contents) const {
-    QFile ini(file(QStringLiteral("transltr.ini")));
-    if (!ini.open(QIODevice::WriteOnly | QIODevice::Truncate) || ini.write(contents) < 0)
-        throw std::runtime_error("cannot write transltr.ini");
+    writeFile(file(QStringLiteral("transltr.ini")), contents);
+}
+
+QStringList rows(const QString& database, const QString& sql, QChar separator) {
+    platform::Database db = platform::Database::open(database);
+    QStringList result;
+    for (platform::Recordset rs = db.openRecordset(sql); !rs.eof(); rs.moveNext()) {
+        QStringList fields;
+        for (int i = 0; i < rs.fieldCount(); ++i)
+            fields << rs.value(i).toString();
+        result << fields.join(separator);
+    }
+    return result;
+}
+
+QString writeFile(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())
+        throw std::runtime_error("cannot write " + path.toStdString());
+    return path;
 }
 
 } // namespace testsupport

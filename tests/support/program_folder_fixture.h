@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 namespace testsupport {
@@ -33,5 +34,11 @@ void copyShippedFiles(const QString& folder);
 
 // Runs ";"-separated SQL statements on a database file through the raw SQLite API.
 void runSql(const QString& databaseFile, const QString& statements);
+
+// The rows of a query on a database file or server, each as its fields joined by separator.
+QStringList rows(const QString& database, const QString& sql, QChar separator = u'|');
+
+// Writes a file byte for byte, replacing it; returns its path.
+QString writeFile(const QString& path, const QByteArray& bytes);
 
 } // namespace testsupport

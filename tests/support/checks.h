@@ -1,0 +1,45 @@
+#pragma once
+// Small helpers of the checks in every test program.
+
+#include "platform/app_error.h"
+
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+
+// Failures show a QString as its text.
+inline void PrintTo(const QString& text, std::ostream* out) {
+    *out << '"' << text.toStdString() << '"';
+}
+
+namespace testsupport {
+
+// The AppError an action throws: its number (0 when it throws none) and description.
+struct ThrownError {
+    int number = 0;
+    QString description;
+};
+
+inline ThrownError errorOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const platform::AppError& error) {
+        return {error.number(), error.description()};
+    }
+    return {};
+}
+
+// The child object of a window with this object name; a missing one ends the test.
+template <class T = QObject>
+T* child(const QObject& parent, const char* name) {
+    T* found = parent.findChild<T*>(QString::fromLatin1(name));
+    if (!found)
+        throw std::runtime_error(std::string("no control ") + name);
+    return found;
+}
+
+} // namespace testsupport
