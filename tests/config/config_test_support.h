@@ -2,10 +2,8 @@
 // Helpers shared by the setup window tests.
 
 #include "config/main_window_link.h"
-#include "platform/database.h"
 #include "support/checks.h"
-
-#include <QVariant>
+#include "support/program_folder_fixture.h"
 
 namespace configtest {
 
@@ -20,10 +18,10 @@ struct FakeMain : config::MainWindowLink {
     void ReturnFromWindow() override { ++returns; }
 };
 
-// A field of the first tblSettings row, read through a connection of its own.
-inline QVariant storedSetting(const QString& databaseFile, const QString& field) {
-    platform::Database db = platform::Database::open(databaseFile);
-    return db.openRecordset(QStringLiteral("SELECT * FROM tblSettings")).value(field);
+// Fields of the first tblSettings row, joined by "|", read through a connection of their own.
+inline QString stored(const QString& databaseFile, const QString& fields) {
+    return testsupport::rows(databaseFile, QStringLiteral("SELECT %1 FROM tblSettings").arg(fields))
+        .value(0);
 }
 
 } // namespace configtest

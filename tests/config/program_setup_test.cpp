@@ -18,8 +18,8 @@
 #include <gtest/gtest.h>
 
 using config::frmSetup;
+using configtest::stored;
 using testsupport::child;
-using configtest::storedSetting;
 
 namespace {
 
@@ -68,10 +68,8 @@ TEST_F(ProgramSetup, LoadsTheListsAndSaveWritesTheRowAndTheDisplays) {
     EXPECT_FALSE(window.saved());
     control<QPushButton>("cmdSave")->click();
     EXPECT_TRUE(window.saved());
-    EXPECT_EQ(storedSetting(db(), "Accounting").toString(), "QuickBooks");
-    EXPECT_EQ(storedSetting(db(), "autostart").toInt(), 0);
-    EXPECT_EQ(storedSetting(db(), "append").toString(), "<RetVal><F2>");
-    EXPECT_EQ(storedSetting(db(), "IsDBShared").toInt(), 0);
+    EXPECT_EQ(stored(db(), "Accounting, autostart, append, IsDBShared"),
+              "QuickBooks|0|<RetVal><F2>|0");
     EXPECT_EQ(main.accounting, "QuickBooks");
     EXPECT_EQ(main.append, "<RetVal><F2>");
     EXPECT_EQ(core::shared().Accounting, "QuickBooks");
@@ -82,7 +80,7 @@ TEST_F(ProgramSetup, LoadsTheListsAndSaveWritesTheRowAndTheDisplays) {
     dialogs.answer(platform::Answer::No);
     window.close();
     EXPECT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"});
-    EXPECT_EQ(storedSetting(db(), "IsDBShared").toInt(), 0) << "No saves nothing";
+    EXPECT_EQ(stored(db(), "IsDBShared"), "0") << "No saves nothing";
 }
 
 TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
@@ -94,18 +92,12 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
                         "UPDATE tblAppendStr SET String = 'x<RetVal>' WHERE Name = 'Nothing'");
     window.Load();
     EXPECT_EQ(saveShared(shared), "");
-    EXPECT_EQ(storedSetting(db(), "IsDBShared").toInt(), 1);
-    EXPECT_EQ(storedSetting(db(), "SharedDataBase").toString(), shared);
+    EXPECT_EQ(stored(db(), "IsDBShared, SharedDataBase"), "1|" + shared);
     EXPECT_TRUE(core::shared().IsDBShared);
-    {
-        platform::Database upgraded = platform::Database::open(shared);
-        EXPECT_TRUE(upgraded.hasField("tblCodelink", "Unit"));
-        platform::Recordset strings = upgraded.openRecordset(
-            "SELECT String FROM tblAppendStr WHERE Name IN ('Tab', 'Nothing') ORDER BY Name");
-        EXPECT_EQ(strings.value(0).toString(), "x<RetVal>");
-        strings.moveNext();
-        EXPECT_EQ(strings.value(0).toString(), "<RetVal><TAB>");
-    }
+    EXPECT_TRUE(platform::Database::open(shared).hasField("tblCodelink", "Unit"));
+    EXPECT_EQ(testsupport::rows(shared, "SELECT String FROM tblAppendStr WHERE Name IN ('Tab', "
+                                        "'Nothing') ORDER BY Name"),
+              QStringList({"x<RetVal>", "<RetVal><TAB>"}));
 
     // Files that cannot serve: the message names the file and what is wrong, nothing is written
     // into them, sharing is switched off and the stored path stays. (Every reason a file cannot
@@ -113,10 +105,9 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
     const QString noAppend = folder.file("noappend.mdb");
     QFile::copy(db(), noAppend);
     testsupport::runSql(noAppend, "DROP TABLE tblAppendStr");
-    QFile jet(folder.file("legacy.mdb"));
-    ASSERT_TRUE(jet.open(QIODevice::WriteOnly));
-    jet.write(QByteArray("\0\1\0\0Standard Jet DB\0", 20) + QByteArray(2000, '\0'));
-    jet.close();
+    const QString jet =
+        testsupport::writeFile(folder.file("legacy.mdb"),
+                               QByteArray("\0\1\0\0Standard Jet DB\0", 20) + QByteArray(2000, 0));
     QDir(folder.path()).mkdir("folder.mdb");
     const QString backup = folder.file("Shared.mdb.bak");
     QFile::copy(shared, backup);
@@ -124,7 +115,7 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
     const std::vector<std::pair<QString, QString>> refused = {
         {backup, "must end in .mdb"},
         {noAppend, "no table tblAppendStr"},
-        {jet.fileName(), "Jet/Access database"},
+        {jet, "Jet/Access database"},
         {folder.file("folder.mdb"), "a folder"},
     };
     for (const auto& [path, why] : refused) {
@@ -134,8 +125,7 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
             << message.toStdString();
         EXPECT_TRUE(message.contains(why)) << message.toStdString();
         EXPECT_EQ(dbtest::fileHash(path), before) << "nothing written into " << path.toStdString();
-        EXPECT_EQ(storedSetting(db(), "IsDBShared").toInt(), 0);
-        EXPECT_EQ(storedSetting(db(), "SharedDataBase").toString(), shared);
+        EXPECT_EQ(stored(db(), "IsDBShared, SharedDataBase"), "0|" + shared);
         EXPECT_FALSE(core::shared().IsDBShared);
     }
 }

@@ -16,8 +16,8 @@
 #include <gtest/gtest.h>
 
 using config::frmSetupScanner;
+using configtest::stored;
 using testsupport::child;
-using configtest::storedSetting;
 
 namespace {
 
@@ -29,7 +29,6 @@ QStringList items(QComboBox* combo) {
 }
 
 struct ScannerSetup : ::testing::Test {
-    void load() { window.Load(); }
     template <class T>
     T* control(const char* name) {
         return child<T>(window, name);
@@ -47,7 +46,7 @@ struct ScannerSetup : ::testing::Test {
 TEST_F(ScannerSetup, OffersThePortsAndSettingsAndShowsTheStoredRow) {
     folder.sql("dbscan.mdb", "UPDATE tblSettings SET ComPort = '/dev/ttyACM0', PortSetting = "
                              "'4800,N,8,2', CRLF = 0, ACK = 1, RetAsScan = 1");
-    load();
+    window.Load();
     auto* ports = control<QComboBox>("cmbComPort");
     EXPECT_EQ(items(ports).mid(0, 4), QStringList({" 1", " 2", " 3", " 4"}));
     EXPECT_EQ(items(ports).mid(4), platform::availableSerialPorts());
@@ -65,7 +64,7 @@ TEST_F(ScannerSetup, OffersThePortsAndSettingsAndShowsTheStoredRow) {
 }
 
 TEST_F(ScannerSetup, SaveWritesTheRowAsTypedAndCloseAsksOnlyAfterAChange) {
-    load();
+    window.Load();
     window.close(); // nothing changed: no question
     EXPECT_TRUE(dialogs.messages().empty());
 
@@ -76,18 +75,14 @@ TEST_F(ScannerSetup, SaveWritesTheRowAsTypedAndCloseAsksOnlyAfterAChange) {
     EXPECT_FALSE(window.saved());
     control<QPushButton>("cmdCancel")->click(); // only sets the flag
     EXPECT_TRUE(window.saved());
-    EXPECT_EQ(storedSetting(db(), "ComPort").toString(), "1") << "Cancel writes nothing";
+    EXPECT_EQ(stored(db(), "ComPort"), "1") << "Cancel writes nothing";
 
     control<QCheckBox>("ChAck")->click();
     dialogs.answer(platform::Answer::Yes);
     window.close();
     ASSERT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"});
     EXPECT_EQ(dialogs.messages()[0].buttons, platform::Buttons::YesNo);
-    EXPECT_EQ(storedSetting(db(), "ComPort").toString(), " 7");
-    EXPECT_EQ(storedSetting(db(), "PortSetting").toString(), "19200,N,8,1");
-    EXPECT_EQ(storedSetting(db(), "RetAsScan").toInt(), 1);
-    EXPECT_EQ(storedSetting(db(), "CRLF").toInt(), 0);
-    EXPECT_EQ(storedSetting(db(), "ACK").toInt(), 1);
+    EXPECT_EQ(stored(db(), "ComPort, PortSetting, RetAsScan, CRLF, ACK"), " 7|19200,N,8,1|1|0|1");
     EXPECT_EQ(core::shared().ComPort, " 7");
     EXPECT_TRUE(core::shared().ACK);
     EXPECT_EQ(main.returns, 2) << "each close hands back to the main window";
@@ -101,7 +96,7 @@ struct LiveTest : ScannerSetup {
     void SetUp() override {
         folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('0012345', 'WIDGET-7', 'W', 12)");
         folder.writeIni("Timeout=20\r\n");
-        load();
+        window.Load();
         control<QComboBox>("cmbComPort")->setEditText(pair.port());
     }
     void scan(const QByteArray& bytes, const QString& expected) {
