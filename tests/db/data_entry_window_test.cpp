@@ -55,9 +55,6 @@ protected:
     QWidget* focused() const { return window->focusWidget(); }
 
     QTableView* grid() const { return control<QTableView>("MSFlexGrid1"); }
-    const db::CodelinkModel& model() const {
-        return *dynamic_cast<const db::CodelinkModel*>(grid()->model());
-    }
     int rows() const { return grid()->model()->rowCount(); }
 
     // The texts of a grid row counted from 0; row -1 is the heading row.
@@ -90,9 +87,10 @@ protected:
 
     // tblCodelink, tblManual and the grid, each as its "scan=return" pairs joined by spaces.
     QStringList tables() const {
+        const auto& model = dynamic_cast<const db::CodelinkModel&>(*grid()->model());
         QStringList shown;
-        for (int row = 1; row <= model().dataRows(); ++row)
-            shown << model().text(row, 0) + u'=' + model().text(row, 1);
+        for (int row = 1; row <= model.dataRows(); ++row)
+            shown << model.text(row, 0) + u'=' + model.text(row, 1);
         return {pairs(file(), "tblCodelink").join(' '), pairs(file(), "tblManual").join(' '),
                 shown.join(' ')};
     }
@@ -104,8 +102,20 @@ protected:
 
 } // namespace
 
-TEST_F(DataEntryWindowTest, OpensWithEveryRowInTableOrderAndTheUnitColumnHidden) {
-    open(kCodelink + kManual);
+// The grid shows every row in table order, its unit column hidden; a progress window says what
+// is read. Add In copies back the manual pairs whose scan value the table lacks.
+TEST_F(DataEntryWindowTest, OpensWithEveryRowInTableOrderAndAddInCopiesMissingManualPairsBack) {
+    // Records the status of every progress window that appears.
+    struct Watcher : QObject {
+        QStringList shown;
+        bool eventFilter(QObject* object, QEvent* event) override {
+            if (event->type() == QEvent::Show && object->objectName() == "frmProgress")
+                shown << object->findChild<QLabel*>("lblStatus")->text();
+            return false;
+        }
+    } watcher;
+    qApp->installEventFilter(&watcher);
+    open(kCodelink + kManual + "INSERT INTO tblManual VALUES ('0456', 'MINE');");
     EXPECT_EQ(text("txtNumRec"), "3");
     EXPECT_EQ(row(-1),
               (QStringList{"Scan Value", "Return Value", "Unit of Measure", "Description"}));
@@ -113,6 +123,18 @@ TEST_F(DataEntryWindowTest, OpensWithEveryRowInTableOrderAndTheUnitColumnHidden)
     EXPECT_EQ(row(0), (QStringList{"0456", "HAMMER", "1", "Claw hammer"}));
     EXPECT_EQ(row(1), (QStringList{"0123", "NAILS", "0", " "})) << "null unit and description";
     EXPECT_TRUE(grid()->isColumnHidden(2));
+    click("cmdShowAll");
+    click("cmdShowAll");
+    qApp->removeEventFilter(&watcher);
+    EXPECT_EQ(watcher.shown,
+              (QStringList{"Opening Translation Table...", "Updating Translation Table..."}));
+    for (QWidget* top : QApplication::topLevelWidgets())
+        EXPECT_FALSE(top->objectName() == "frmProgress" && top->isVisible());
+
+    click("cmdAddIn");
+    EXPECT_EQ(pairs(file(), "tblCodelink"),
+              (QStringList{"0456=HAMMER", "0123=NAILS", "0999=GLUE", "M-1=MANUAL-ONLY"}));
+    EXPECT_TRUE(dialogs.messages().empty());
 }
 
 // The grid reads rows in pages as they are shown and keeps only some of them; whatever part of
@@ -153,6 +175,7 @@ TEST_F(DataEntryWindowTest, EveryButtonRefusesUntilBothBoxesHoldText) {
 
 TEST_F(DataEntryWindowTest, AddRecordsManualPairsButTheFirstAndRefusesAScanValueInAnyCase) {
     open();
+    EXPECT_EQ(rows(), 0) << "an empty table opens";
     press("cmdAdd", "FIRST", "R1");
     EXPECT_EQ(tables(), (QStringList{"FIRST=R1", "", "FIRST=R1"}))
         << "the first entry into an empty table is not recorded as manual";
@@ -271,47 +294,15 @@ TEST_F(DataEntryWindowTest, DeleteAllEmptiesTheTranslationTableUntilTheViewIsSwi
     EXPECT_TRUE(pairs(file(), "tblManual").isEmpty());
 }
 
-TEST_F(DataEntryWindowTest, AddInCopiesOnlyMissingScanValuesBack) {
-    open(kCodelink + kManual + "INSERT INTO tblManual VALUES ('0456', 'MINE');");
-    click("cmdAddIn");
-    EXPECT_EQ(pairs(file(), "tblCodelink"),
-              (QStringList{"0456=HAMMER", "0123=NAILS", "0999=GLUE", "M-1=MANUAL-ONLY"}));
-    EXPECT_TRUE(dialogs.messages().empty());
-}
-
-TEST_F(DataEntryWindowTest, AnEmptyTableOpensAndTheProgressWindowSaysOpeningOrUpdating) {
-    // Records the status of every progress window that appears.
-    struct Watcher : QObject {
-        QStringList shown;
-        bool eventFilter(QObject* object, QEvent* event) override {
-            if (event->type() == QEvent::Show && object->objectName() == "frmProgress")
-                shown << object->findChild<QLabel*>("lblStatus")->text();
-            return false;
-        }
-    } watcher;
-    qApp->installEventFilter(&watcher);
-    open();
-    EXPECT_EQ(rows(), 0);
-    click("cmdShowAll");
-    click("cmdShowAll");
-    qApp->removeEventFilter(&watcher);
-    EXPECT_EQ(watcher.shown,
-              (QStringList{"Opening Translation Table...", "Updating Translation Table..."}));
-    for (QWidget* top : QApplication::topLevelWidgets())
-        EXPECT_FALSE(top->objectName() == "frmProgress" && top->isVisible());
-}
-
-TEST_F(DataEntryWindowTest, CloseFromTheMenuUnloadsTheSharedWindow) {
-    db::frmDataEntry* shown = db::frmDataEntry::showWindow();
+// One shared window at a time, closed from its menu; a file it cannot read leaves no window.
+TEST_F(DataEntryWindowTest, TheSharedWindowClosesFromTheMenuAndALockedOrDamagedFileLeavesNone) {
+    QPointer<db::frmDataEntry> shown = db::frmDataEntry::showWindow();
     ASSERT_TRUE(shown->isVisible());
     EXPECT_EQ(db::frmDataEntry::showWindow(), shown) << "one window at a time";
-    QPointer<db::frmDataEntry> watch(shown);
     shown->findChild<QAction*>("mnuFClose")->trigger();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    EXPECT_TRUE(watch.isNull());
-}
+    EXPECT_TRUE(shown.isNull());
 
-TEST_F(DataEntryWindowTest, ALockedOrDamagedDatabaseIsReportedAndNoWindowIsLeft) {
     const dbtest::ShortBusyTimeout fast;
     {
         const dbtest::ShellLock lock(file());

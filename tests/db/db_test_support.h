@@ -5,6 +5,7 @@
 #include "core/scan_switch.h"
 #include "platform/app_error.h"
 #include "platform/database.h"
+#include "support/program_folder_fixture.h"
 
 #include <QByteArray>
 #include <QCryptographicHash>
@@ -21,13 +22,9 @@ namespace dbtest {
 
 // The rows of a pair table as "scan=return", in row id order (the order the grid lists).
 inline QStringList pairs(const QString& databaseFile, const QString& table) {
-    platform::Database database = platform::Database::open(databaseFile);
-    platform::Recordset rows = database.openRecordset(
-        QStringLiteral("SELECT ScanValue, ReturnValue FROM %1 ORDER BY rowid").arg(table));
-    QStringList result;
-    for (; !rows.eof(); rows.moveNext())
-        result << rows.value(0).toString() + u'=' + rows.value(1).toString();
-    return result;
+    return testsupport::rows(
+        databaseFile,
+        QStringLiteral("SELECT ScanValue, ReturnValue FROM %1 ORDER BY rowid").arg(table), u'=');
 }
 
 // An INSERT of count rows into tblCodelink; fields are the four values as SQL expressions of the
@@ -50,10 +47,7 @@ inline QByteArray fileHash(const QString& path) {
 // check.
 inline QString integrity(const QString& databaseFile) {
     try {
-        platform::Database database = platform::Database::open(databaseFile);
-        platform::Recordset check =
-            database.openRecordset(QStringLiteral("PRAGMA integrity_check"));
-        return check.eof() ? QString() : check.value(0).toString();
+        return testsupport::rows(databaseFile, QStringLiteral("PRAGMA integrity_check")).value(0);
     } catch (const platform::AppError& error) {
         return error.description();
     }

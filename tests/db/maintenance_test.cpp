@@ -92,9 +92,7 @@ TEST_F(MaintenanceTest, CompactionStopsScanningShrinksTheFileAndReplacesAStaleSc
     expectIntact();
 
     // A scratch file left over from an interrupted run is replaced.
-    QFile stale(scratch());
-    ASSERT_TRUE(stale.open(QIODevice::WriteOnly) && stale.write("left over") > 0);
-    stale.close();
+    testsupport::writeFile(scratch(), "left over");
     dialogs.clear();
     db::CompactDatabase(scan); // unanswered questions: Yes
     EXPECT_EQ(texts().last(), "Finished compacting database!");
@@ -107,11 +105,11 @@ TEST_F(MaintenanceTest, CompactionStopsScanningShrinksTheFileAndReplacesAStaleSc
     db::BackupDatabase(scan);
     EXPECT_EQ(texts(), QStringList{kScanningQuestion});
     EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true, false, true, false, true}));
-    EXPECT_TRUE(scan.scanning());
 }
 
-// A sound file is left alone; a file whose table list cannot be read is never reported repaired.
-TEST_F(MaintenanceTest, RepairLeavesASoundFileAloneAndNeverPassesAnUnreadableOne) {
+// A sound file is left alone. Compaction stops at the first damaged page; repair rebuilds the
+// file from every readable row, and never reports a file whose table list is unreadable repaired.
+TEST_F(MaintenanceTest, RepairLeavesASoundFileAloneRebuildsADamagedOneAndRefusesAnUnreadableOne) {
     const QByteArray before = fileHash(database());
     dialogs.answer(Answer::Yes);
     dialogs.answer(Answer::No);
@@ -125,31 +123,13 @@ TEST_F(MaintenanceTest, RepairLeavesASoundFileAloneAndNeverPassesAnUnreadableOne
     EXPECT_EQ(texts().last(), "Finished repairing and compacting database!");
     EXPECT_EQ(pairs(scratch(), "tblCodelink"), original) << "the scratch copy is kept beside it";
     expectIntact();
+    QFile::remove(scratch());
 
-    QFile file(database());
-    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-    file.seek(100); // past the file header: the page listing the tables
-    file.write(QByteArray(4096 - 100, '\x5a'));
-    file.close();
-    const QByteArray damaged = fileHash(database());
-    dialogs.clear();
-    dialogs.answer(Answer::Yes);
-    db::RepairDatabase(scan);
-    ASSERT_EQ(dialogs.messages().size(), 2u) << texts().join('\n').toStdString();
-    EXPECT_TRUE(reads(texts()[1],
-                      "Repair stopped while recovering the readable rows into a new database "
-                      "file.\r\nFile: " +
-                          database(),
-                      {kUnchanged}));
-    EXPECT_EQ(fileHash(database()), damaged);
-}
-
-// Compaction stops at the first damaged page; repair rebuilds the file from every readable row.
-TEST_F(MaintenanceTest, ADamagedDatabaseIsKeptByCompactionAndRebuiltByRepair) {
     dbtest::damagePagesHolding(database(), "ITEM-1500", 2);
-    const QByteArray damaged = fileHash(database());
+    QByteArray damaged = fileHash(database());
     ASSERT_NE(dbtest::integrity(database()), "ok");
     scan = dbtest::RecordingScanSwitch(true);
+    dialogs.clear();
     db::CompactDatabase(scan);
     ASSERT_EQ(dialogs.messages().size(), 3u) << texts().join('\n').toStdString();
     EXPECT_TRUE(reads(texts().last(),
@@ -169,7 +149,6 @@ TEST_F(MaintenanceTest, ADamagedDatabaseIsKeptByCompactionAndRebuiltByRepair) {
     EXPECT_EQ(dialogs.messages()[2].icon, platform::Icon::Information);
     EXPECT_TRUE(reads(texts()[2], "", {"was damaged", kept}));
     EXPECT_EQ(fileHash(kept), damaged) << "the damaged file is kept as it was";
-
     EXPECT_EQ(dbtest::integrity(database()), "ok");
     const QStringList salvaged = pairs(database(), "tblCodelink");
     EXPECT_LT(salvaged.size(), kRows) << "the rows on the damaged pages are gone";
@@ -178,6 +157,24 @@ TEST_F(MaintenanceTest, ADamagedDatabaseIsKeptByCompactionAndRebuiltByRepair) {
         ASSERT_TRUE(original.contains(pair)) << pair.toStdString();
     EXPECT_EQ(pairs(database(), "tblManual"), QStringList{"S7=ITEM-7"});
     EXPECT_EQ(platform::Database::open(database()).openRecordset("tblSettings").recordCount(), 1);
+
+    QFile file(database());
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    file.seek(100); // past the file header: the page listing the tables
+    file.write(QByteArray(4096 - 100, '\x5a'));
+    file.close();
+    damaged = fileHash(database());
+    dialogs.clear();
+    dialogs.answer(Answer::Yes);
+    dialogs.answer(Answer::Yes);
+    db::RepairDatabase(scan);
+    ASSERT_EQ(dialogs.messages().size(), 3u) << texts().join('\n').toStdString();
+    EXPECT_TRUE(reads(texts()[2],
+                      "Repair stopped while recovering the readable rows into a new database "
+                      "file.\r\nFile: " +
+                          database(),
+                      {kUnchanged}));
+    EXPECT_EQ(fileHash(database()), damaged);
 }
 
 TEST_F(MaintenanceTest, BackupReplacesTheChosenFileCompactingFirstWhenAsked) {
