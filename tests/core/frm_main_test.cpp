@@ -1,7 +1,6 @@
 #include "core/append_choice.h"
 #include "core/frm_main.h"
 #include "core/shared_state.h"
-#include "core/tokens.h"
 #include "platform/database.h"
 #include "platform/send_keys.h"
 #include "shell/frm_taskbar.h"
@@ -68,9 +67,9 @@ struct Program {
     }
     // The most-recently-used rank of an append string, as stored.
     int use(const QString& name) {
-        return database()
-            .openRecordset("SELECT Use FROM tblAppendStr WHERE Name = '" + name + "'")
-            .value("Use")
+        return testsupport::rows(folder.file("dbscan.mdb"),
+                                 "SELECT Use FROM tblAppendStr WHERE Name = '" + name + "'")
+            .value(0)
             .toInt();
     }
     platform::Database database() { return platform::Database::open(folder.file("dbscan.mdb")); }
@@ -93,7 +92,7 @@ int openWindows(const QString& caption) {
 
 } // namespace
 
-TEST(MainWindowLoad, UpgradesTheFileAndShowsTheSettings) {
+TEST(MainWindowLoad, UpgradesTheFileAndShowsTheSettingsThatNoTypedKeyChanges) {
     Program program([](TempProgramFolder& folder) {
         folder.sql("dbscan.mdb", "ALTER TABLE tblCodelink DROP COLUMN Unit;"
                                  "ALTER TABLE tblPreview DROP COLUMN Unit;"
@@ -110,13 +109,10 @@ TEST(MainWindowLoad, UpgradesTheFileAndShowsTheSettings) {
     EXPECT_EQ(program.control<QLineEdit>("txtAcc")->text(), "QuickBooks");
     EXPECT_EQ(program.control<QAction>("mnuFMap")->text(), "QuickBooks Item Map");
     EXPECT_EQ(program.control<QLabel>("LbScanMode")->text(), "Scanner In Keyboard Wedge Mode");
-}
 
-TEST(MainWindowLoad, NoTypedKeyChangesThePattern) {
-    Program program;
+    // No typed key changes the pattern.
     auto* selector = program.control<QComboBox>("CmbApStr");
     auto* pattern = program.control<QLineEdit>("txtAppend");
-    const QString before = pattern->text();
     const int chosen = selector->currentIndex();
     for (const auto key : {Qt::Key_1, Qt::Key_T, Qt::Key_Down, Qt::Key_End, Qt::Key_Return})
         QTest::keyClick(selector, key);
@@ -124,8 +120,8 @@ TEST(MainWindowLoad, NoTypedKeyChangesThePattern) {
     EXPECT_EQ(selector->currentIndex(), chosen);
     EXPECT_FALSE(selector->view()->isVisible());
     QTest::keyClicks(pattern, "1");
-    EXPECT_EQ(pattern->text(), before);
-    EXPECT_EQ(core::shared().append, core::StoredToSendKeys(before));
+    EXPECT_EQ(pattern->text(), "<RetVal><TAB>");
+    EXPECT_EQ(core::shared().append, "{RetVal}{TAB}");
 }
 
 TEST(AppendStrings, ChoicesKeepMostRecentlyUsedRanksAndTheTrayListsUpToSix) {
@@ -159,7 +155,7 @@ TEST(AppendStrings, ChoicesKeepMostRecentlyUsedRanksAndTheTrayListsUpToSix) {
               QStringList({"Tab", "F2", "Nothing", "Unit Tab", "Enter"}));
 }
 
-TEST(Tray, StatusTipAndItemsFollowTheWindowAndTheScanner) {
+TEST(Tray, StatusTipAndItemsFollowTheWindowAndTheScannerAndMinimisingHidesInIt) {
     Program program;
     EXPECT_EQ(program.taskbar->status(), frmTaskbar::kStatusOn) << "the start-up status is 0";
     program.main.hide();
@@ -184,11 +180,8 @@ TEST(Tray, StatusTipAndItemsFollowTheWindowAndTheScanner) {
     shell::TrayRecord record;
     record.setTip(QString(70, 'x'));
     EXPECT_EQ(record.tipText(), QString(64, 'x')) << "a long tip fills the field, no NUL";
-}
 
-TEST(Tray, MinimiseHidesAndLeftClickRestores) {
-    Program program;
-    program.main.show();
+    // Minimising hides the window in the tray, and a left click brings it back.
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&program.main));
     program.main.showMinimized();
     EXPECT_TRUE(QTest::qWaitFor([&] { return !program.main.isVisible(); }));
@@ -205,7 +198,7 @@ TEST(Tray, MinimiseHidesAndLeftClickRestores) {
     EXPECT_FALSE(program.taskbar->HidMain);
 }
 
-TEST(MainWindowScanning, ButtonCaptionIsTheStateAndTheTrayFollows) {
+TEST(MainWindowScanning, ButtonCaptionIsTheStateTheTrayFollowsAndWindowsAskToStopIt) {
     Program program;
     QPushButton* scan = program.control<QPushButton>("cmdScan");
     scan->click();
@@ -239,11 +232,9 @@ TEST(MainWindowScanning, ButtonCaptionIsTheStateAndTheTrayFollows) {
     EXPECT_EQ(program.port->calls(), QStringList({"setPortOpen(false)", "setPortOpen(true)"}));
     EXPECT_EQ(core::shared().append, "{RetVal}{TAB}");
     EXPECT_TRUE(program.main.scanning());
-}
 
-TEST(MainWindowMenus, WindowsAskToStopScanningFirstAndOpenOnce) {
-    Program program;
-    program.control<QPushButton>("cmdScan")->click();
+    // The setup windows ask to stop scanning first, and open once.
+    program.dialogs.clear();
     program.dialogs.answer(platform::Answer::No);
     program.control<QAction>("mnuFSettings")->trigger();
     EXPECT_TRUE(program.main.scanning()) << "No leaves scanning on";

@@ -62,24 +62,9 @@ protected:
 
 } // namespace
 
-TEST_F(ScanSessionTest, StartConfiguresThePortInOrderAndStopUndoesIt) {
-    shared().strScanBuffer = "stale";
-    shared().blnTesting = true;
-    session.start();
-    EXPECT_TRUE(session.isOn());
-    EXPECT_EQ(port.calls(),
-              QStringList({"setSettings(9600,N,8,1)", "setCommPort(1)", "setInBufferSize(512)",
-                           "setRThreshold(1)", "setPortOpen(true)"}));
-    EXPECT_EQ(shared().strScanBuffer, "");
-    EXPECT_FALSE(shared().blnTesting);
-
-    port.clearRecord();
-    session.stop();
-    EXPECT_FALSE(session.isOn());
-    EXPECT_EQ(port.calls(), QStringList({"setPortOpen(false)", "setRThreshold(0)"}));
-}
-
-TEST_F(ScanSessionTest, FailedStartStaysOffAndCanBeRetried) {
+// A start that fails stays off and can be tried again; one that succeeds configures the port in
+// order, and stop undoes it.
+TEST_F(ScanSessionTest, StartConfiguresThePortInOrderStopUndoesItAndAFailedStartStaysOff) {
     const auto startError = [&] { return testsupport::errorOf([&] { session.start(); }).number; };
     port.failOpenWith(platform::AppError(platform::err::CommPortAlreadyOpen, "Port already open"));
     EXPECT_EQ(startError(), platform::err::CommPortAlreadyOpen);
@@ -92,11 +77,22 @@ TEST_F(ScanSessionTest, FailedStartStaysOffAndCanBeRetried) {
     shared().ComPort = "";
     EXPECT_EQ(startError(), platform::err::CommInvalidPort) << "an empty port is port 0";
     shared().ComPort = "1";
+    shared().strScanBuffer = "stale";
+    shared().blnTesting = true;
+    port.clearRecord();
     session.start();
     EXPECT_TRUE(session.isOn());
+    EXPECT_EQ(port.calls(),
+              QStringList({"setSettings(9600,N,8,1)", "setCommPort(1)", "setInBufferSize(512)",
+                           "setRThreshold(1)", "setPortOpen(true)"}));
+    EXPECT_EQ(shared().strScanBuffer, "");
+    EXPECT_FALSE(shared().blnTesting);
 
     folder.writeIni("Timeout=40000\r\n");
+    port.clearRecord();
     session.stop();
+    EXPECT_FALSE(session.isOn());
+    EXPECT_EQ(port.calls(), QStringList({"setPortOpen(false)", "setRThreshold(0)"}));
     EXPECT_EQ(startError(), platform::err::Overflow);
     EXPECT_FALSE(session.isOn());
 }

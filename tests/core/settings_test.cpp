@@ -26,7 +26,7 @@ QStringList loaded() {
 
 } // namespace
 
-TEST(LoadSettingsTest, ReadsTheProgramFoldersRowWithDefaultsOnlyForPortAndSharedPath) {
+TEST(LoadSettingsTest, ReadsTheProgramFoldersRowKeepsTheRecordWhenThereIsNoneAndFailsOnNull) {
     TempProgramFolder folder;
     const QStringList shipped = {"QuickBooks", "1", "9600,N,8,1", "0", "1",
                                  "0",          "0", "{RetVal}~",  "",  "0"};
@@ -45,18 +45,7 @@ TEST(LoadSettingsTest, ReadsTheProgramFoldersRowWithDefaultsOnlyForPortAndShared
     core::LoadSettings();
     EXPECT_EQ(loaded(), shipped);
 
-    for (const char* column : {"CRLF", "autostart", "Accounting", "append"}) {
-        SCOPED_TRACE(column);
-        TempProgramFolder fresh; // which zeroes the record
-        const QStringList before = loaded();
-        fresh.sql("dbscan.mdb", QString("UPDATE tblSettings SET %1 = NULL").arg(column));
-        EXPECT_EQ(errorOf([] { core::LoadSettings(); }).number, platform::err::InvalidUseOfNull);
-        EXPECT_EQ(loaded(), before) << "a failed load leaves the record as it was";
-    }
-}
-
-TEST(LoadSettingsTest, EmptyTableKeepsRecordAndMissingFileIsAnError) {
-    TempProgramFolder folder;
+    // An empty table keeps the record; a missing file is an error.
     folder.sql("dbscan.mdb", "DELETE FROM tblSettings");
     shared().ComPort = "previous";
     core::LoadSettings();
@@ -65,6 +54,15 @@ TEST(LoadSettingsTest, EmptyTableKeepsRecordAndMissingFileIsAnError) {
     QFile::remove(folder.file("dbscan.mdb"));
     EXPECT_EQ(errorOf([] { core::LoadSettings(); }).number, platform::err::FileNotFound);
     EXPECT_FALSE(QFile::exists(folder.file("dbscan.mdb"))) << "loading must not create the file";
+
+    for (const char* column : {"CRLF", "autostart", "Accounting", "append"}) {
+        SCOPED_TRACE(column);
+        TempProgramFolder fresh; // which zeroes the record
+        const QStringList before = loaded();
+        fresh.sql("dbscan.mdb", QString("UPDATE tblSettings SET %1 = NULL").arg(column));
+        EXPECT_EQ(errorOf([] { core::LoadSettings(); }).number, platform::err::InvalidUseOfNull);
+        EXPECT_EQ(loaded(), before) << "a failed load leaves the record as it was";
+    }
 }
 
 TEST(IniValueTest, PrefixMatchFirstEqualsAndMissingFile) {
@@ -81,11 +79,9 @@ TEST(IniValueTest, PrefixMatchFirstEqualsAndMissingFile) {
 }
 
 TEST(ConversionsTest, LenientNumbersAndSixteenBitRange) {
-    EXPECT_EQ(platform::val("20\r"), 20);
-    EXPECT_EQ(platform::val(" 1 2.5e1x"), 125);
-    EXPECT_EQ(platform::val("abc"), 0);
-    EXPECT_EQ(platform::val("&H1F"), 31);
-    EXPECT_EQ(platform::val("-7"), -7);
+    for (const auto& [text, number] :
+         {std::pair{"20\r", 20}, {" 1 2.5e1x", 125}, {"abc", 0}, {"&H1F", 31}, {"-7", -7}})
+        EXPECT_EQ(platform::val(text), number) << text;
     EXPECT_EQ(platform::toInt16(2.5), 2);
     EXPECT_EQ(platform::toInt16(3.5), 4);
     EXPECT_EQ(errorOf([] { platform::toInt16(32768); }).number, platform::err::Overflow);

@@ -48,10 +48,7 @@ TEST(StartUp, ADatabaseThatCannotBeUsedEndsTheStartWithOneMessageNamingItAndAWay
     testsupport::ScriptedDialogs dialogs;
     testsupport::TempProgramFolder folder;
     const QString file = QDir::toNativeSeparators(folder.file("dbscan.mdb"));
-    QFile damaged(folder.file("dbscan.mdb"));
-    ASSERT_TRUE(damaged.open(QIODevice::ReadWrite));
-    damaged.write("this is not a database any more");
-    damaged.close();
+    testsupport::writeFile(folder.file("dbscan.mdb"), "this is not a database any more");
     QString text = failedStartMessage(dialogs);
     EXPECT_TRUE(text.contains(file + " cannot be read")) << text.toStdString();
     EXPECT_TRUE(text.contains("orvane-translator repair"));
@@ -71,17 +68,15 @@ TEST(StartUp, ADatabaseThatCannotBeUsedEndsTheStartWithOneMessageNamingItAndAWay
         << text.toStdString();
 }
 
-TEST(StartUp, ASecondCopyFindsTheFirstAndGivesUpWhenItDoesNotAnswer) {
+TEST(StartUp, ASecondCopyFindsTheFirstAndGivesUpWhenItDoesNotAnswerAndThePauseIsNone) {
     PrivateRuntimeFolder runtime;
     platform::SingleInstance first("Orvane Translator test");
     ASSERT_TRUE(first.isFirst());
     platform::SingleInstance second("Orvane Translator test");
     EXPECT_FALSE(second.isFirst());
     EXPECT_FALSE(second.activateFirst(200)) << "the first copy is not answering yet";
-}
 
-TEST(StartUp, PauseReturnsAtOnce) {
-    QElapsedTimer clock;
+    QElapsedTimer clock; // the splash screen's pause returns at once
     clock.start();
     core::Pause(3);
     EXPECT_LT(clock.elapsed(), 1000);
