@@ -40,8 +40,6 @@ public:
     const QStringList& calls() const { return calls_; }
     const QByteArray& written() const { return written_; }
     void clearRecord();
-    int inBufferSize() const { return inBufferSize_; }
-    int rThreshold() const { return rThreshold_; }
 
     void setSettings(const QString& settings) override;
     QString settings() const override { return settings_.text(); }

@@ -14,10 +14,10 @@ namespace {
 // The server's programs of the newest PostgreSQL installed.
 QString serverBinaries() {
     const QStringList versions =
-        QDir(QStringLiteral("/usr/lib/postgresql")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        QDir("/usr/lib/postgresql").entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (auto it = versions.crbegin(); it != versions.crend(); ++it) {
-        const QString bin = QStringLiteral("/usr/lib/postgresql/%1/bin").arg(*it);
-        if (QFile::exists(bin + QStringLiteral("/initdb")))
+        const QString bin = "/usr/lib/postgresql/" + *it + "/bin";
+        if (QFile::exists(bin + "/initdb"))
             return bin;
     }
     throw std::runtime_error("PostgreSQL is not installed (no /usr/lib/postgresql/*/bin/initdb): "
@@ -27,19 +27,17 @@ QString serverBinaries() {
 } // namespace
 
 PgServer::PgServer()
-    : dir_(QStringLiteral("/tmp/orvane-pg-XXXXXX"))
+    : dir_("/tmp/orvane-pg-XXXXXX")
     , bin_(serverBinaries())
     , port_(50000 + int(QCoreApplication::applicationPid() % 10000)) {
     if (!dir_.isValid())
         throw std::runtime_error("cannot make a folder for the test server");
     if (geteuid() == 0)
-        run(QStringLiteral("chown"), {QStringLiteral("postgres:postgres"), dir_.path()});
-    run(bin_ + QStringLiteral("/initdb"),
-        {QStringLiteral("-D"), dir_.path() + QStringLiteral("/data"), QStringLiteral("-U"),
-         QStringLiteral("postgres"), QStringLiteral("--auth=trust"), QStringLiteral("-E"),
-         QStringLiteral("UTF8"), QStringLiteral("--no-sync")});
+        run("chown", {"postgres:postgres", dir_.path()});
+    run(bin_ + "/initdb",
+        {"-D", dir_.path() + "/data", "-U", "postgres", "--auth=trust", "-E", "UTF8", "--no-sync"});
     start();
-    createDatabase(QStringLiteral("orvane"));
+    createDatabase("orvane");
 }
 
 PgServer::~PgServer() {
@@ -51,57 +49,44 @@ PgServer::~PgServer() {
 }
 
 QString PgServer::uri(const QString& database) const {
-    return QStringLiteral("postgresql:///%1?host=%2&port=%3&user=postgres")
+    return QString("postgresql:///%1?host=%2&port=%3&user=postgres")
         .arg(database, dir_.path())
         .arg(port_);
 }
 
 void PgServer::createDatabase(const QString& name) const {
-    sql(QStringLiteral("postgres"), QStringLiteral("CREATE DATABASE %1").arg(name));
+    sql("postgres", "CREATE DATABASE " + name);
 }
 
 void PgServer::sql(const QString& database, const QString& statements) const {
-    run(QStringLiteral("psql"),
-        {QStringLiteral("-X"), QStringLiteral("-q"), QStringLiteral("-v"),
-         QStringLiteral("ON_ERROR_STOP=1"), QStringLiteral("-h"), dir_.path(), QStringLiteral("-p"),
-         QString::number(port_), QStringLiteral("-U"), QStringLiteral("postgres"),
-         QStringLiteral("-d"), database, QStringLiteral("-c"), statements});
+    run("psql", {"-X", "-q", "-v", "ON_ERROR_STOP=1", "-h", dir_.path(), "-p",
+                 QString::number(port_), "-U", "postgres", "-d", database, "-c", statements});
 }
 
 void PgServer::start() {
-    run(bin_ + QStringLiteral("/pg_ctl"),
-        {QStringLiteral("-D"), dir_.path() + QStringLiteral("/data"), QStringLiteral("-l"),
-         dir_.path() + QStringLiteral("/log"), QStringLiteral("-w"), QStringLiteral("-o"),
-         QStringLiteral("-k %1 -p %2 -c listen_addresses= -c fsync=off")
-             .arg(dir_.path())
-             .arg(port_),
-         QStringLiteral("start")});
+    run(bin_ + "/pg_ctl",
+        {"-D", dir_.path() + "/data", "-l", dir_.path() + "/log", "-w", "-o",
+         QString("-k %1 -p %2 -c listen_addresses= -c fsync=off").arg(dir_.path()).arg(port_),
+         "start"});
 }
 
 void PgServer::stop() {
-    run(bin_ + QStringLiteral("/pg_ctl"),
-        {QStringLiteral("-D"), dir_.path() + QStringLiteral("/data"), QStringLiteral("-m"),
-         QStringLiteral("fast"), QStringLiteral("-w"), QStringLiteral("stop")});
+    run(bin_ + "/pg_ctl", {"-D", dir_.path() + "/data", "-m", "fast", "-w", "stop"});
 }
 
-// Runs a program, as the user "postgres" when the tests run as root (the server refuses root).
-QString PgServer::run(const QString& program, const QStringList& arguments) const {
+// Runs a program; the server's own programs run as the user "postgres" when the tests run as
+// root (the server refuses root).
+void PgServer::run(const QString& program, const QStringList& arguments) const {
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
-    const bool asServerUser =
-        geteuid() == 0 && program != QStringLiteral("chown") && program != QStringLiteral("psql");
-    if (asServerUser)
-        process.start(QStringLiteral("runuser"),
-                      QStringList{QStringLiteral("-u"), QStringLiteral("postgres"),
-                                  QStringLiteral("--"), program} +
-                          arguments);
+    if (geteuid() == 0 && program.startsWith(bin_))
+        process.start("runuser", QStringList{"-u", "postgres", "--", program} + arguments);
     else
         process.start(program, arguments);
     if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit ||
         process.exitCode() != 0)
         throw std::runtime_error("the test server's " + program.toStdString() +
                                  " failed: " + process.readAll().toStdString());
-    return QString::fromLocal8Bit(process.readAll());
 }
 
 } // namespace testsupport

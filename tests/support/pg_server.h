@@ -28,7 +28,7 @@ public:
     void start();
 
 private:
-    QString run(const QString& program, const QStringList& arguments) const;
+    void run(const QString& program, const QStringList& arguments) const;
 
     QTemporaryDir dir_;
     QString bin_;

@@ -1,28 +1,18 @@
 #include "support/scripted_dialogs.h"
 
+#include <algorithm>
+
 namespace testsupport {
 
 namespace {
 
+// The answer of the default button; a default beyond the set is its last button.
 platform::Answer defaultAnswer(const platform::MessageRequest& request) {
-    using platform::Answer;
-    using platform::Buttons;
-    const auto index = static_cast<int>(request.defaultButton);
-    switch (request.buttons) {
-    case Buttons::Ok:
-        return Answer::Ok;
-    case Buttons::OkCancel:
-        return index == 0 ? Answer::Ok : Answer::Cancel;
-    case Buttons::YesNo:
-        return index == 0 ? Answer::Yes : Answer::No;
-    case Buttons::YesNoCancel:
-        return index == 0 ? Answer::Yes : index == 1 ? Answer::No : Answer::Cancel;
-    case Buttons::RetryCancel:
-        return index == 0 ? Answer::Retry : Answer::Cancel;
-    case Buttons::AbortRetryIgnore:
-        return index == 0 ? Answer::Abort : index == 1 ? Answer::Retry : Answer::Ignore;
-    }
-    return Answer::Ok;
+    using enum platform::Answer;
+    static const std::vector<platform::Answer> sets[] = {
+        {Ok}, {Ok, Cancel}, {Yes, No}, {Yes, No, Cancel}, {Retry, Cancel}, {Abort, Retry, Ignore}};
+    const auto& set = sets[static_cast<int>(request.buttons)];
+    return set[std::min(static_cast<std::size_t>(request.defaultButton), set.size() - 1)];
 }
 
 } // namespace

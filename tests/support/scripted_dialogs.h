@@ -28,7 +28,6 @@ public:
     QStringList messageTexts() const;
     const std::vector<platform::FileRequest>& fileRequests() const { return fileRequests_; }
     const QStringList& inputPrompts() const { return inputPrompts_; }
-    std::size_t unusedAnswers() const { return answers_.size(); }
     void clear();
 
     platform::Answer message(const platform::MessageRequest& request) override;
