@@ -27,14 +27,10 @@ protected:
     void SetUp() override {
         // A private runtime folder: a copy of the program that the developer has running must
         // not count as the running copy that the maintenance commands wait for.
-        QFile::setPermissions(runtime.path(),
-                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         savedRuntime = qgetenv("XDG_RUNTIME_DIR");
         qputenv("XDG_RUNTIME_DIR", runtime.path().toLocal8Bit());
         testsupport::copyShippedFiles(dir.path());
         ASSERT_TRUE(QFile::copy(ORVANE_EXECUTABLE, dir.filePath("orvane-translator")));
-        QFile::setPermissions(dir.filePath("orvane-translator"),
-                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
     Outcome run(const QStringList& arguments) {
         QProcess process;
@@ -50,6 +46,13 @@ protected:
     }
     QString write(const QString& name, const QByteArray& bytes) {
         return testsupport::writeFile(dir.filePath(name), bytes);
+    }
+    // The command fails with status 1 and a message that contains this text (in any case).
+    void expectRefused(const QStringList& arguments, const QString& message) {
+        const Outcome refused = run(arguments);
+        EXPECT_EQ(refused.status, 1) << arguments.join(' ').toStdString();
+        EXPECT_TRUE(refused.err.contains(message, Qt::CaseInsensitive))
+            << refused.err.toStdString();
     }
     void TearDown() override {
         if (savedRuntime.isEmpty())
@@ -74,8 +77,7 @@ TEST_F(CommandLine, ImportExportAndLookUp) {
     EXPECT_TRUE(imported.out.contains("lines read 4, rows written 2, rows removed 0, error rows 1"))
         << imported.out.toStdString();
 
-    const Outcome found = run({"lookup", "0012345"});
-    EXPECT_EQ(found.out, "WIDGET-7\t1\n");
+    EXPECT_EQ(run({"lookup", "0012345"}).out, "WIDGET-7\t1\n");
     EXPECT_EQ(run({"lookup", "999"}).out, "999\t1\n") << "an unknown code is typed as scanned";
 
     const Outcome exported = run({"export", dir.filePath("table.txt")});
@@ -111,23 +113,15 @@ TEST_F(CommandLine, BadInputIsRefusedClearlyAndChangesNothing) {
         {{"import"}, "give exactly one item file"},
         {{"frobnicate"}, "unknown command \"frobnicate\""},
     };
-    for (const auto& [arguments, message] : cases) {
-        const Outcome refused = run(arguments);
-        EXPECT_EQ(refused.status, 1) << arguments.join(' ').toStdString();
-        EXPECT_TRUE(refused.err.contains(message)) << refused.err.toStdString();
-    }
+    for (const auto& [arguments, message] : cases)
+        expectRefused(arguments, message);
     EXPECT_EQ(dbtest::fileHash(db()), before);
 
     dbtest::ShortBusyTimeout quick;
     const dbtest::ShellLock lock(db());
-    const Outcome locked = run({"import", list});
-    EXPECT_EQ(locked.status, 1);
-    EXPECT_TRUE(locked.err.contains("locked by another program")) << locked.err.toStdString();
+    expectRefused({"import", list}, "locked by another program");
     QFile::remove(db());
-    const Outcome missing = run({"lookup", "x"});
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_TRUE(missing.err.contains("dbscan.mdb", Qt::CaseInsensitive))
-        << missing.err.toStdString();
+    expectRefused({"lookup", "x"}, db());
 }
 
 TEST_F(CommandLine, MaintenanceCommandsRepairADamagedDatabaseSoThatTheProgramStarts) {
@@ -153,7 +147,5 @@ TEST_F(CommandLine, MaintenanceCommandsRepairADamagedDatabaseSoThatTheProgramSta
 
     platform::SingleInstance windowCopy(core::kInstanceKey); // the program is running
     ASSERT_TRUE(windowCopy.isFirst());
-    const Outcome refused = run({"compact"});
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_TRUE(refused.err.contains("Orvane Translator is running")) << refused.err.toStdString();
+    expectRefused({"compact"}, "Orvane Translator is running");
 }

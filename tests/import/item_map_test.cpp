@@ -43,10 +43,21 @@ struct ItemMap : ::testing::Test {
 
 } // namespace
 
-TEST_F(ItemMap, PreviewAndUpdateCheckTheirInputsInOrder) {
+TEST_F(ItemMap, DelimiterListsAndTheChecksOfPreviewAndUpdateInOrder) {
     import::frmMap map;
     map.Load();
     EXPECT_EQ(map.windowTitle(), "QuickBooks Item Mapping");
+    // Neither delimiter list offers the other list's character.
+    auto* first = child<QComboBox>(map, "CmbDel0");
+    auto* second = child<QComboBox>(map, "CmbDel1");
+    EXPECT_EQ(first->currentText() + second->currentText(), ",;");
+    EXPECT_EQ(first->findText(";"), -1);
+    first->setCurrentIndex(first->findText("!"));
+    Q_EMIT first->activated(first->currentIndex());
+    EXPECT_EQ(second->findText("!"), -1);
+    EXPECT_NE(second->findText(","), -1);
+    EXPECT_EQ(second->currentText(), ";");
+
     auto* preview = child<QPushButton>(map, "cmdItemPrev");
     preview->click();
     EXPECT_EQ(lastMessage(), "Please enter a source file");
@@ -77,24 +88,9 @@ TEST_F(ItemMap, PreviewAndUpdateCheckTheirInputsInOrder) {
     child<QPushButton>(map, "cmdUpdateDB")->click();
     EXPECT_EQ(lastMessage(), "Please specify an import file name.");
     EXPECT_EQ(dialogs.messages().back().icon, platform::Icon::Information);
-    EXPECT_EQ(QSettings().value("Settings/UMDel0").toString(), ",")
+    EXPECT_EQ(QSettings().value("Settings/UMDel0").toString(), "!")
         << "the record format is stored before the checks";
     EXPECT_EQ(setting("Source"), "") << "nothing goes to tblSettings";
-}
-
-TEST_F(ItemMap, DelimiterListsNeverOfferTheOtherListsCharacter) {
-    import::frmMap map;
-    map.Load();
-    auto* first = child<QComboBox>(map, "CmbDel0");
-    auto* second = child<QComboBox>(map, "CmbDel1");
-    EXPECT_EQ(first->currentText(), ",");
-    EXPECT_EQ(second->currentText(), ";");
-    EXPECT_EQ(first->findText(";"), -1);
-    first->setCurrentIndex(first->findText("!"));
-    Q_EMIT first->activated(first->currentIndex());
-    EXPECT_EQ(second->findText("!"), -1);
-    EXPECT_NE(second->findText(","), -1);
-    EXPECT_EQ(second->currentText(), ";");
 }
 
 TEST_F(ItemMap, UpdateImportsRemembersTheSourceAndCloses) {
@@ -129,8 +125,8 @@ TEST_F(ItemMap, PreviewPagesThroughTheRowsAndLeavesOutExcludedItems) {
     auto* previous = child<QPushButton>(preview, "cmdPrevious");
     // The row shown, with "<" and ">" for the buttons that are enabled.
     const auto shown = [&] {
-        return (previous->isEnabled() ? "< " : "") +
-               child<QLineEdit>(preview, "txtScan0")->text() + (next->isEnabled() ? " >" : "");
+        return (previous->isEnabled() ? "< " : "") + child<QLineEdit>(preview, "txtScan0")->text() +
+               (next->isEnabled() ? " >" : "");
     };
     EXPECT_EQ(shown(), "BOLT >");
     next->click();

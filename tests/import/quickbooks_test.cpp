@@ -13,7 +13,6 @@
 #include <QPushButton>
 #include <QRegularExpression>
 
-#include <deque>
 #include <gtest/gtest.h>
 
 namespace {
@@ -39,7 +38,7 @@ const QString kItemQueryGoingOn =
 // QuickBooks as the tests play it: every request is kept, responses come from a queue.
 struct Playback {
     QStringList requests;
-    std::deque<QString> responses;
+    QStringList responses;
     QString companyFile;
 
     struct Processor : platform::QbRequestProcessor {
@@ -50,9 +49,7 @@ struct Playback {
             playback.requests << request;
             if (playback.responses.empty())
                 throw platform::AppError(platform::err::QuickBooksFailed, "no response scripted");
-            const QString response = playback.responses.front();
-            playback.responses.pop_front();
-            return response;
+            return playback.responses.takeFirst();
         }
         void endSession() override {}
         Playback& playback;
