@@ -121,7 +121,6 @@ TEST(MainWindowLoad, UpgradesTheFileAndShowsTheSettingsThatNoTypedKeyChanges) {
     EXPECT_FALSE(selector->view()->isVisible());
     QTest::keyClicks(pattern, "1");
     EXPECT_EQ(pattern->text(), "<RetVal><TAB>");
-    EXPECT_EQ(core::shared().append, "{RetVal}{TAB}");
 }
 
 TEST(AppendStrings, ChoicesKeepMostRecentlyUsedRanksAndTheTrayListsUpToSix) {

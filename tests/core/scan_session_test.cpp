@@ -97,7 +97,9 @@ TEST_F(ScanSessionTest, StartConfiguresThePortInOrderStopUndoesItAndAFailedStart
     EXPECT_FALSE(session.isOn());
 }
 
-TEST_F(ScanSessionTest, LineModeFramesOnCrLfAndAcknowledgesAfterTheKeys) {
+// Line mode frames scans on CR LF, one delivery a receive event; with OneScanPerLine each line of
+// a burst is a scan of its own. Either way each scan is acknowledged after its own keys.
+TEST_F(ScanSessionTest, LineModesFrameOnCrLfAndAcknowledgeEachScanAfterItsKeys) {
     shared().ACK = true;
     session.start();
     port.pushText("12");
@@ -108,25 +110,19 @@ TEST_F(ScanSessionTest, LineModeFramesOnCrLfAndAcknowledgesAfterTheKeys) {
     port.pushText("X\t");        // a Tab ending is not a line end
     EXPECT_EQ(typed().size(), 2u);
     port.pushText("\r\n");
-    EXPECT_EQ(typed(), std::vector<QString>({"ABC {(}1{)}{TAB}12{ENTER}", "A{ENTER}B{TAB}1{ENTER}",
-                                             "X{TAB}{TAB}1{ENTER}"}));
-    EXPECT_EQ(typer.acksBeforeTyping, std::vector<qsizetype>({0, 1, 2}))
-        << "each scan is acknowledged after its keys";
-    EXPECT_EQ(port.written(), QByteArray(3, '\x06'));
-}
 
-TEST_F(ScanSessionTest, OneScanPerLineDeliversEachLineOfABurstOnItsOwn) {
-    shared().ACK = true;
+    session.stop();
     folder.writeIni("Timeout=10\r\nOneScanPerLine=1\r\n");
     session.start();
     port.pushText("123\r\n777\r\nNEW\r\n12"); // a batch upload, its last scan cut
-    EXPECT_EQ(typed(), std::vector<QString>({"ABC {(}1{)}{TAB}12{ENTER}", "Seven{TAB}2.5{ENTER}",
-                                             "NEW{TAB}1{ENTER}"}));
-    EXPECT_EQ(typer.acksBeforeTyping, std::vector<qsizetype>({0, 1, 2}))
-        << "each scan is acknowledged after its own keys";
+    EXPECT_EQ(typed().size(), 6u);
     port.pushText("3\r\n");
-    EXPECT_EQ(typed().size(), 4u);
-    EXPECT_EQ(port.written(), QByteArray(4, '\x06'));
+    EXPECT_EQ(typed(), std::vector<QString>({"ABC {(}1{)}{TAB}12{ENTER}", "A{ENTER}B{TAB}1{ENTER}",
+                                             "X{TAB}{TAB}1{ENTER}", "ABC {(}1{)}{TAB}12{ENTER}",
+                                             "Seven{TAB}2.5{ENTER}", "NEW{TAB}1{ENTER}",
+                                             "ABC {(}1{)}{TAB}12{ENTER}"}));
+    EXPECT_EQ(typer.acksBeforeTyping, std::vector<qsizetype>({0, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(port.written(), QByteArray(7, '\x06'));
 }
 
 TEST_F(ScanSessionTest, QuietModeWaitsTenTicksAfterTheLastChunk) {
@@ -155,23 +151,9 @@ TEST_F(ScanSessionTest, QuietModeWaitsTenTicksAfterTheLastChunk) {
     EXPECT_EQ(typed()[3], "7{TAB}1{ENTER}");
 }
 
-TEST_F(ScanSessionTest, TemplatesAndModes) {
-    session.start();
-    shared().append = "{retval}|{UOM}"; // placeholders match without regard to case
-    port.pushText("777\r\n");
-    shared().append = "{TAB}"; // a template without the return value types only its keys
-    port.pushText("777\r\n");
-    shared().append = "";
-    port.pushText("777\r\n");
-    shared().append = "{RetVal}~";
-    shared().RetAsScan = true; // keyboard wedge: no lookup
-    port.pushText("123\r\n");
-    port.pushText("Größe (2)+1\r\n");
-    EXPECT_EQ(typed(), std::vector<QString>(
-                           {"Seven|2.5", "{TAB}", "", "123{ENTER}", "Größe {(}2{)}{+}1{ENTER}"}));
-}
-
-TEST_F(ScanSessionTest, AFailedScanIsReportedAndTheNextIsDelivered) {
+// A scan that fails is reported, not acknowledged, and the next is delivered. Then the templates
+// and the keyboard wedge mode.
+TEST_F(ScanSessionTest, AFailedScanIsReportedAndTheNextIsDeliveredInEveryTemplateAndMode) {
     shared().ACK = true;
     session.start();
     for (const char* bad : {"NULLRET\r\n", "NULLUNIT\r\n", "BRACE\r\n"}) {
@@ -185,4 +167,18 @@ TEST_F(ScanSessionTest, AFailedScanIsReportedAndTheNextIsDelivered) {
     EXPECT_EQ(typed(), std::vector<QString>(3, "Seven{TAB}2.5{ENTER}"));
     EXPECT_EQ(port.written(), QByteArray(3, '\x06')) << "failed scans are not acknowledged";
     EXPECT_TRUE(session.isOn());
+
+    typer.clear();
+    shared().append = "{retval}|{UOM}"; // placeholders match without regard to case
+    port.pushText("777\r\n");
+    shared().append = "{TAB}"; // a template without the return value types only its keys
+    port.pushText("777\r\n");
+    shared().append = "";
+    port.pushText("777\r\n");
+    shared().append = "{RetVal}~";
+    shared().RetAsScan = true; // keyboard wedge: no lookup
+    port.pushText("123\r\n");
+    port.pushText("Größe (2)+1\r\n");
+    EXPECT_EQ(typed(), std::vector<QString>(
+                           {"Seven|2.5", "{TAB}", "", "123{ENTER}", "Größe {(}2{)}{+}1{ENTER}"}));
 }

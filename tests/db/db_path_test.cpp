@@ -30,19 +30,12 @@ QString randomText(QRandomGenerator& random) {
 }
 
 // Dialogs that bring the shared file back while the user looks at the question.
-class RestoringDialogs : public ScriptedDialogs {
-public:
-    explicit RestoringDialogs(QString source, QString target)
-        : source_(std::move(source))
-        , target_(std::move(target)) {}
+struct RestoringDialogs : ScriptedDialogs {
     platform::Answer message(const platform::MessageRequest& request) override {
-        QFile::copy(source_, target_);
+        QFile::copy(source, target);
         return ScriptedDialogs::message(request);
     }
-
-private:
-    QString source_;
-    QString target_;
+    QString source, target;
 };
 
 } // namespace
@@ -83,7 +76,9 @@ TEST(GetDbPathTest, LocalOrSharedFileAndRetryOrCancelWhileTheSharedFileIsGone) {
     const QString shared = folder.file("shared.mdb");
     core::shared().IsDBShared = true;
     core::shared().SharedDataBase = shared;
-    RestoringDialogs dialogs(folder.file("dbscan.mdb"), shared);
+    RestoringDialogs dialogs;
+    dialogs.source = folder.file("dbscan.mdb");
+    dialogs.target = shared;
     dialogs.answer(platform::Answer::Retry);
     EXPECT_EQ(db::GetDbPath(), shared);
     ASSERT_EQ(dialogs.messages().size(), 1u);
@@ -99,7 +94,7 @@ TEST(GetDbPathTest, LocalOrSharedFileAndRetryOrCancelWhileTheSharedFileIsGone) {
     EXPECT_FALSE(core::shared().IsDBShared);
     EXPECT_EQ(db::GetDbPath(), folder.file("dbScan.mdb"));
     EXPECT_EQ(dialogs.messages().size(), 3u) << "later calls no longer ask";
-    Database db = Database::open(folder.file("dbscan.mdb"));
-    EXPECT_EQ(db.openRecordset("tblSettings").value("IsDBShared").toInt(), 1)
+    EXPECT_EQ(testsupport::rows(folder.file("dbscan.mdb"), "SELECT IsDBShared FROM tblSettings"),
+              QStringList{"1"})
         << "the stored setting is left alone";
 }
