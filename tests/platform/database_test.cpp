@@ -51,23 +51,6 @@ TEST(DatabaseOpen, RefusesMissingJetAndForeignFilesByNameAndNeverCreatesAFile) {
         << "opening must not create anything";
 }
 
-TEST_F(ProgramDatabase, SeeksAndKeysCompareTextWithoutCase) {
-    platform::Table codes = db.openTable("tblCodelink");
-    codes.setIndex("PrimaryKey");
-    codes.addNew();
-    codes.setValue("ScanValue", "ABC-1");
-    codes.setValue("ReturnValue", "Widget");
-    codes.update();
-    codes.seek("abc-1");
-    ASSERT_FALSE(codes.noMatch());
-    EXPECT_EQ(codes.value("returnvalue").toString(), "Widget");
-    codes.seek("ABC-2");
-    EXPECT_TRUE(codes.noMatch());
-    codes.addNew();
-    codes.setValue("ScanValue", "abc-1");
-    EXPECT_EQ(errorOf([&] { codes.update(); }).number, err::DuplicateKey);
-}
-
 TEST_F(ProgramDatabase, NewRowsTakeDefaultsDeletedRowsAreGoneAndQueriesAreReadOnly) {
     platform::Recordset strings = db.openRecordset("tblAppendStr");
     strings.addNew();
@@ -89,7 +72,9 @@ TEST_F(ProgramDatabase, NewRowsTakeDefaultsDeletedRowsAreGoneAndQueriesAreReadOn
     EXPECT_EQ(errorOf([&] { counted.edit(); }).number, err::ReadOnly);
 }
 
-TEST_F(ProgramDatabase, TableOpensOnFirstRowAndWalksInIndexOrder) {
+// A table opens on its first row and walks in index order, also on from a sought row; seeks and
+// keys compare text without regard to case.
+TEST_F(ProgramDatabase, TablesWalkInIndexOrderAndSeekAndKeyWithoutCase) {
     Database keysDb = Database::open(folder.path() + "/CmdKeys");
     platform::Table keys = keysDb.openTable("Keys");
     keys.setIndex("PrimaryKey");
@@ -103,6 +88,21 @@ TEST_F(ProgramDatabase, TableOpensOnFirstRowAndWalksInIndexOrder) {
 
     EXPECT_TRUE(db.openTable("tblManual").eof());
     EXPECT_EQ(errorOf([&] { db.openTable("tblNothing"); }).number, err::TableNotFound);
+
+    platform::Table codes = db.openTable("tblCodelink");
+    codes.setIndex("PrimaryKey");
+    codes.addNew();
+    codes.setValue("ScanValue", "ABC-1");
+    codes.setValue("ReturnValue", "Widget");
+    codes.update();
+    codes.seek("abc-1");
+    ASSERT_FALSE(codes.noMatch());
+    EXPECT_EQ(codes.value("returnvalue").toString(), "Widget");
+    codes.seek("ABC-2");
+    EXPECT_TRUE(codes.noMatch());
+    codes.addNew();
+    codes.setValue("ScanValue", "abc-1");
+    EXPECT_EQ(errorOf([&] { codes.update(); }).number, err::DuplicateKey);
 }
 
 TEST(DatabaseFaults, LockedFileWaitsThenFailsClearlyAndKeepsData) {

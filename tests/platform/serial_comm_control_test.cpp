@@ -84,7 +84,8 @@ TEST(SerialTextDecoding, AnyCutGivesTheSameTextAndNonUtf8BytesAreLatin1) {
     }
 }
 
-TEST(CommPortNaming, NumbersAreSystemPortsAndNamesStandAsTheyAre) {
+// A number is a system port and a name stands as it is; what is no serial device cannot open.
+TEST(CommPort, NumbersAreSystemPortsNamesStandAndOnlySerialDevicesOpen) {
     SerialCommControl port;
     const std::pair<const char*, const char*> cases[] = {
         {" 1", "/dev/ttyS0"},          {"4", "/dev/ttyS3"},
@@ -99,16 +100,14 @@ TEST(CommPortNaming, NumbersAreSystemPortsAndNamesStandAsTheyAre) {
         EXPECT_EQ(errorOf([&] { port.setCommPort(bad); }).number, err::CommInvalidPort) << bad;
         EXPECT_EQ(port.commPort(), "/tmp/scan/link");
     }
-}
 
-TEST(SerialPortOpen, NoSuchDeviceOrNotASerialDeviceIsAnInvalidPort) {
     QTemporaryDir dir;
     QFile plain(dir.filePath("plain")); // exists, but is no serial device
     ASSERT_TRUE(plain.open(QIODevice::WriteOnly));
-    const std::pair<QString, QString> cases[] = {{dir.filePath("nothing"), dir.filePath("nothing")},
-                                                 {plain.fileName(), "not a serial device"}};
-    SerialCommControl port;
-    for (const auto& [device, said] : cases) {
+    const std::pair<QString, QString> unopenable[] = {
+        {dir.filePath("nothing"), dir.filePath("nothing")},
+        {plain.fileName(), "not a serial device"}};
+    for (const auto& [device, said] : unopenable) {
         port.setCommPort(device);
         const auto error = errorOf([&] { port.setPortOpen(true); });
         EXPECT_EQ(error.number, err::CommInvalidPort);
