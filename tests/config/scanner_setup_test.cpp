@@ -43,7 +43,7 @@ struct ScannerSetup : ::testing::Test {
 
 } // namespace
 
-TEST_F(ScannerSetup, OffersThePortsAndSettingsAndShowsTheStoredRow) {
+TEST_F(ScannerSetup, ShowsTheStoredRowSavesItAsTypedAndAsksOnCloseOnlyAfterAChange) {
     folder.sql("dbscan.mdb", "UPDATE tblSettings SET ComPort = '/dev/ttyACM0', PortSetting = "
                              "'4800,N,8,2', CRLF = 0, ACK = 1, RetAsScan = 1");
     window.Load();
@@ -61,30 +61,26 @@ TEST_F(ScannerSetup, OffersThePortsAndSettingsAndShowsTheStoredRow) {
     EXPECT_TRUE(core::shared().RetAsScan);
     EXPECT_TRUE(control<QLineEdit>("txtScan")->isHidden());
     EXPECT_TRUE(window.saved());
-}
-
-TEST_F(ScannerSetup, SaveWritesTheRowAsTypedAndCloseAsksOnlyAfterAChange) {
-    window.Load();
     window.close(); // nothing changed: no question
     EXPECT_TRUE(dialogs.messages().empty());
 
     control<QComboBox>("cmbComPort")->setEditText(" 7");
     control<QComboBox>("cmbPortSettings")->setEditText("19200,N,8,1");
     control<QCheckBox>("ChRetAsScan")->click();
-    control<QCheckBox>("chkCRLF")->click(); // shipped checked: now clear
+    control<QCheckBox>("chkCRLF")->click();
     EXPECT_FALSE(window.saved());
     control<QPushButton>("cmdCancel")->click(); // only sets the flag
     EXPECT_TRUE(window.saved());
-    EXPECT_EQ(stored(db(), "ComPort"), "1") << "Cancel writes nothing";
+    EXPECT_EQ(stored(db(), "ComPort"), "/dev/ttyACM0") << "Cancel writes nothing";
 
     control<QCheckBox>("ChAck")->click();
     dialogs.answer(platform::Answer::Yes);
     window.close();
     ASSERT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"});
     EXPECT_EQ(dialogs.messages()[0].buttons, platform::Buttons::YesNo);
-    EXPECT_EQ(stored(db(), "ComPort, PortSetting, RetAsScan, CRLF, ACK"), " 7|19200,N,8,1|1|0|1");
+    EXPECT_EQ(stored(db(), "ComPort, PortSetting, RetAsScan, CRLF, ACK"), " 7|19200,N,8,1|0|1|0");
     EXPECT_EQ(core::shared().ComPort, " 7");
-    EXPECT_TRUE(core::shared().ACK);
+    EXPECT_FALSE(core::shared().ACK);
     EXPECT_EQ(main.returns, 2) << "each close hands back to the main window";
 }
 

@@ -77,10 +77,8 @@ protected:
         return testsupport::rows(folder.file("dbscan.mdb"), sql);
     }
     bool read(bool update, const QString& scanField, bool secondVariant = false) {
-        import::AccountingFlags flags;
-        flags.UseQBSDK = true;
-        flags.UseQBSDK7 = secondVariant;
-        flags.Country = "US";
+        const import::AccountingFlags flags{
+            .UseQBSDK = true, .Country = "US", .UseQBSDK7 = secondVariant};
         return import::ReadItems(update, scanField, "C:\\Books\\Shop.QBW", flags, "QuickBooks",
                                  progress);
     }
@@ -158,8 +156,7 @@ TEST_F(QuickBooks, AListIsReadInChunksWithTheIteratorOfTheHighestVersion) {
 }
 
 TEST_F(QuickBooks, TheSecondVariantOffersPartNumbersAndBarcodesAfterTheHostsVersion) {
-    import::AccountingFlags flags;
-    flags.UseQBSDK = flags.UseQBSDK7 = true;
+    const import::AccountingFlags flags{.UseQBSDK = true, .Country = "US", .UseQBSDK7 = true};
     playback.respond({"host_v13.xml", "custom_fields.xml"});
     EXPECT_EQ(import::GetCustomFieldNames("Shop.qbw", flags),
               QStringList({"ManufacturerPartNumber", "BarCodeValue", "UPC", "Colour"}));
@@ -172,7 +169,7 @@ TEST_F(QuickBooks, TheSecondVariantOffersPartNumbersAndBarcodesAfterTheHostsVers
     expectRequest(3, kCustomFieldQuery, "11.0");
 }
 
-TEST_F(QuickBooks, StatusesAndBrokenResponsesAreToldAndNothingMoreIsWritten) {
+TEST_F(QuickBooks, StatusesBrokenResponsesAndNoQuickBooksAreToldAndNothingMoreIsWritten) {
     playback.respond({"items_none.xml", "items_error.xml"});
     EXPECT_FALSE(read(true, "UPC"));
     ASSERT_EQ(dialogs.messages().size(), 1u);
@@ -192,6 +189,13 @@ TEST_F(QuickBooks, StatusesAndBrokenResponsesAreToldAndNothingMoreIsWritten) {
     EXPECT_EQ(rows("SELECT ScanValue FROM tblCodelink ORDER BY ScanValue"),
               QStringList({"0001", "0002"}))
         << "the items read before the break stay";
+
+    // Without a request processor (anywhere but on Windows) the user is told where company files
+    // can be read.
+    platform::setQbRequestProcessorFactory(nullptr);
+    EXPECT_TRUE(
+        import::GetCustomFieldNames("Shop.qbw", {.UseQBSDK = true, .Country = "US"}).isEmpty());
+    EXPECT_TRUE(dialogs.messages().back().text.startsWith(platform::kQuickBooksOnlyOnWindows));
 }
 
 TEST_F(QuickBooks, TheItemMapWindowListsCustomFieldsAndClosesAfterAFailedRead) {
@@ -213,14 +217,4 @@ TEST_F(QuickBooks, TheItemMapWindowListsCustomFieldsAndClosesAfterAFailedRead) {
     EXPECT_FALSE(map.isVisible());
     EXPECT_EQ(dialogs.messageTexts(), QStringList{"No invoice is found"})
         << "no success message after a failed read";
-}
-
-TEST(QuickBooksElsewhere, TheUserIsToldWhereCompanyFilesCanBeRead) {
-    testsupport::TempProgramFolder folder;
-    testsupport::ScriptedDialogs dialogs;
-    import::AccountingFlags flags;
-    flags.UseQBSDK = true;
-    EXPECT_TRUE(import::GetCustomFieldNames("Shop.qbw", flags).isEmpty());
-    ASSERT_EQ(dialogs.messages().size(), 1u);
-    EXPECT_TRUE(dialogs.messages()[0].text.startsWith(platform::kQuickBooksOnlyOnWindows));
 }
