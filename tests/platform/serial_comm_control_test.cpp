@@ -125,9 +125,9 @@ TEST(SerialPortOpen, SettingsApplyToTheOpenPortWhichCannotBeOpenedOrMovedAgain) 
     port.setCommPort(pair.port());
     port.setSettings("4800,E,7,2");
     port.setPortOpen(true);
-    EXPECT_EQ(pair.portLineSettings(), (SocatPair::LineSettings{4800, 2}));
+    EXPECT_EQ(pair.portLineSettings(), (SocatPair::LineSettings{B4800, 2}));
     port.setSettings("19200,N,8,1");
-    EXPECT_EQ(pair.portLineSettings(), (SocatPair::LineSettings{19200, 1}));
+    EXPECT_EQ(pair.portLineSettings(), (SocatPair::LineSettings{B19200, 1}));
     EXPECT_EQ(errorOf([&] { port.setPortOpen(true); }).number, err::CommPortAlreadyOpen);
     EXPECT_EQ(errorOf([&] { port.setCommPort("2"); }).number, err::CommPortAlreadyOpen);
 }

@@ -42,15 +42,10 @@ void FakeCommControl::setCommPort(const QString& port) {
 
 void FakeCommControl::setInBufferSize(int bytes) {
     calls_ << QStringLiteral("setInBufferSize(%1)").arg(bytes);
-    if (bytes < 1)
-        throw AppError(err::InvalidPropertyValue, QStringLiteral("Invalid property value"));
-    inBufferSize_ = bytes;
 }
 
 void FakeCommControl::setRThreshold(int bytes) {
     calls_ << QStringLiteral("setRThreshold(%1)").arg(bytes);
-    if (bytes < 0)
-        throw AppError(err::InvalidPropertyValue, QStringLiteral("Invalid property value"));
     rThreshold_ = bytes;
 }
 

@@ -56,7 +56,6 @@ public:
 private:
     platform::CommSettings settings_;
     QString commPort_ = QStringLiteral("1");
-    int inBufferSize_ = 1024;
     int rThreshold_ = 0;
     bool open_ = false;
     QByteArray waiting_;

@@ -13,7 +13,6 @@
 #include <stdexcept>
 #include <termios.h>
 #include <unistd.h>
-#include <utility>
 
 namespace testsupport {
 
@@ -25,19 +24,8 @@ constexpr int kPollSliceMs = 10;
     throw std::runtime_error("SocatPair: " + what.toStdString());
 }
 
-int baudOf(speed_t speed) {
-    constexpr std::pair<speed_t, int> kRates[] = {
-        {B1200, 1200},   {B2400, 2400},   {B4800, 4800},   {B9600, 9600},
-        {B19200, 19200}, {B38400, 38400}, {B57600, 57600}, {B115200, 115200}};
-    for (const auto& [code, baud] : kRates)
-        if (code == speed)
-            return baud;
-    return 0;
-}
-
 int openEnd(const QString& link, int mode) {
-    const int fd =
-        ::open(QFile::encodeName(link).constData(), mode | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    const int fd = ::open(QFile::encodeName(link).constData(), mode | O_NOCTTY | O_CLOEXEC);
     if (fd < 0)
         fail("cannot open " + link + ": " + qt_error_string(errno));
     return fd;
@@ -79,8 +67,8 @@ void SocatPair::start() {
     }
     // Opened now, before the code under test opens the port and makes it exclusive (TIOCEXCL):
     // afterwards only this descriptor can still read the line settings.
-    portWatchFd_ = openEnd(port(), O_RDONLY);
-    peerFd_ = openEnd(peer(), O_RDWR);
+    portWatchFd_ = openEnd(port(), O_RDONLY | O_NONBLOCK);
+    peerFd_ = openEnd(peer(), O_RDWR); // blocking: a write returns once all of it is taken
 }
 
 void SocatPair::killPeer() {
@@ -104,20 +92,8 @@ void SocatPair::restart() {
 }
 
 void SocatPair::writeToPeer(QByteArrayView bytes) {
-    const QDeadlineTimer deadline(kDefaultTimeout);
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n =
-            ::write(peerFd_, bytes.data() + done, static_cast<size_t>(bytes.size() - done));
-        if (n > 0)
-            done += n;
-        else if (n < 0 && errno != EAGAIN && errno != EINTR)
-            fail("writing to the far end failed: " + qt_error_string(errno));
-        else if (deadline.hasExpired())
-            fail("the far end took no more bytes");
-        else
-            waitReady(peerFd_, POLLOUT);
-    }
+    if (::write(peerFd_, bytes.data(), static_cast<size_t>(bytes.size())) != bytes.size())
+        fail("writing to the far end failed: " + qt_error_string(errno));
 }
 
 QByteArray SocatPair::readFromPeer(qsizetype count, Timeout timeout) {
@@ -139,7 +115,7 @@ SocatPair::LineSettings SocatPair::portLineSettings() const {
     termios tio{};
     if (portWatchFd_ < 0 || ::tcgetattr(portWatchFd_, &tio) != 0)
         fail("cannot read the port's line settings");
-    return {baudOf(cfgetispeed(&tio)), (tio.c_cflag & CSTOPB) != 0 ? 2 : 1};
+    return {cfgetispeed(&tio), (tio.c_cflag & CSTOPB) != 0 ? 2 : 1};
 }
 
 } // namespace testsupport

@@ -7,6 +7,7 @@
 #include <QTemporaryDir>
 
 #include <chrono>
+#include <termios.h>
 
 namespace testsupport {
 
@@ -33,7 +34,8 @@ public:
     // A fresh pair under the same two links (the devices behind them are new ones).
     void restart();
 
-    // The far end. Bytes are written whole, or std::runtime_error is thrown.
+    // The far end. Bytes are written whole (a write waits while the line is full), or
+    // std::runtime_error is thrown.
     void writeToPeer(QByteArrayView bytes);
     // Reads from the far end until `count` bytes came or the time is up; returns what came.
     // Qt events are processed while waiting, so a port under test can finish its writes.
@@ -42,7 +44,7 @@ public:
     // The speed and stop bits the port's device has now (a pseudo terminal keeps 8 data bits and
     // no parity whatever is asked), read through a descriptor opened when the pair started.
     struct LineSettings {
-        int baudRate = 0; // 0 when not one of the usual rates
+        speed_t speed = B0; // B9600 and so on
         int stopBits = 0;
         bool operator==(const LineSettings&) const = default;
     };
