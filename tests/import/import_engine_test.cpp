@@ -14,6 +14,7 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <tuple>
 
 using testsupport::writeFile;
 
@@ -115,8 +116,7 @@ TEST_F(Engine, IifItemsOverwriteAddOrBecomeErrorRowsUpToEndgrp) {
         write("second.iif", iifExport(item("Wrench", "d", "0012345") + item("New", "d", "0101")));
     emptyReturn.returnField = "Purchase Description";
     const import::ImportResult again = import::ImportIifFile(emptyReturn, progress);
-    EXPECT_EQ(again.written, 1);
-    EXPECT_EQ(again.errors, 1);
+    EXPECT_EQ(std::tuple(again.written, again.errors), std::tuple(1, 1));
     EXPECT_EQ(errors(), QStringList{"Return Code is blank| | |1"});
     EXPECT_EQ(rows("SELECT ReturnValue FROM tblCodelink WHERE ScanValue = '0012345'"),
               QStringList{""});
@@ -130,10 +130,8 @@ TEST_F(Engine, DelimitedListsDeleteSelfTranslatingCodesAndReportMissingValues) {
                                QByteArray(200, 'r') + "," + QByteArray(200, 's') +
                                ",,extra\nRet,Scan,D,more,columns");
     const import::ImportResult result = import::ImportDelimitedFile(file, u',', progress);
-    EXPECT_EQ(result.lines, 7);
-    EXPECT_EQ(result.written, 3);
-    EXPECT_EQ(result.removed, 2);
-    EXPECT_EQ(result.errors, 2);
+    EXPECT_EQ(std::tuple(result.lines, result.written, result.removed, result.errors),
+              std::tuple(7, 3, 2, 2));
     EXPECT_EQ(codelink(), QStringList({"O'Neil|2|R1|Desc|1", "Scan|Ret|D|1",
                                        QString(100, 's') + "|" + QString(160, 'r') + "| |1"}));
     EXPECT_EQ(errors(), QStringList({"No Scan Value| |only one column|1", "No Scan Value| |R3|1"}));

@@ -43,10 +43,10 @@ struct ItemMap : ::testing::Test {
 
 } // namespace
 
-TEST_F(ItemMap, DelimiterListsAndTheChecksOfPreviewAndUpdateInOrder) {
+TEST_F(ItemMap, CheckedInputsThenAnUpdateThatImportsRemembersTheSourceAndCloses) {
     import::frmMap map;
     map.Load();
-    EXPECT_EQ(map.windowTitle(), "QuickBooks Item Mapping");
+    map.show();
     // Neither delimiter list offers the other list's character.
     auto* first = child<QComboBox>(map, "CmbDel0");
     auto* second = child<QComboBox>(map, "CmbDel1");
@@ -91,13 +91,8 @@ TEST_F(ItemMap, DelimiterListsAndTheChecksOfPreviewAndUpdateInOrder) {
     EXPECT_EQ(QSettings().value("Settings/UMDel0").toString(), "!")
         << "the record format is stored before the checks";
     EXPECT_EQ(setting("Source"), "") << "nothing goes to tblSettings";
-}
 
-TEST_F(ItemMap, UpdateImportsRemembersTheSourceAndCloses) {
     const QString list = write("ITEMS.CSV", "WIDGET-7,0012345,Widget\r\n");
-    import::frmMap map;
-    map.Load();
-    map.show();
     map.setSource(list);
     EXPECT_EQ(child<QComboBox>(map, "cmbItemMap0")->currentText(), "Column 2");
     EXPECT_EQ(child<QLineEdit>(map, "txtItemRet")->text(), "Column 1");
