@@ -15,14 +15,15 @@ namespace {
 // system holds back while a spare key settles are typed for real in the X11 end-to-end tests.)
 class FakeSystemTyper : public QueuedTyper {
 public:
+    explicit FakeSystemTyper(QString& sent)
+        : sent(sent) {}
     ~FakeSystemTyper() override { shutDown(); }
 
-    QString sent;
+    QString& sent; // kept by the test, to be read also after the typer is gone
     std::vector<Clock::time_point> sentAt;
     int bursts = 0;
     int quietCalls = 0;
     char32_t failOn = 0;
-    QString* mirror = nullptr; // a copy of sent, to be read after the typer is gone
 
 protected:
     void beginBurst() override { ++bursts; }
@@ -32,8 +33,6 @@ protected:
             throw AppError(70, "Permission denied: test");
         sent += QString::fromUcs4(&action.character, 1);
         sentAt.push_back(Clock::now());
-        if (mirror)
-            *mirror = sent;
         return std::nullopt;
     }
 
@@ -44,17 +43,18 @@ protected:
 } // namespace
 
 TEST(QueuedTyper, WithoutDelayTypeSendsEverythingAndAFailureDropsTheRest) {
-    FakeSystemTyper typer;
+    QString sent;
+    FakeSystemTyper typer(sent);
     typer.type(ParseSendKeys("abc"));
     typer.type(ParseSendKeys("de"));
-    EXPECT_EQ(typer.sent, "abcde");
+    EXPECT_EQ(sent, "abcde");
     EXPECT_EQ(typer.bursts, 2);
 
     typer.failOn = U'x';
     EXPECT_EQ(testsupport::errorOf([&] { typer.type(ParseSendKeys("fxg")); }).number, 70);
     typer.failOn = 0;
     typer.type(ParseSendKeys("h"));
-    EXPECT_EQ(typer.sent, "abcdefh") << "nothing of the failed call is left queued";
+    EXPECT_EQ(sent, "abcdefh") << "nothing of the failed call is left queued";
     EXPECT_EQ(typer.bursts, 4);
 }
 
@@ -63,8 +63,7 @@ TEST(QueuedTyper, WithoutDelayTypeSendsEverythingAndAFailureDropsTheRest) {
 TEST(QueuedTyper, KeyDelayQuietPeriodFinishAndDestruction) {
     QString sent;
     {
-        FakeSystemTyper typer;
-        typer.mirror = &sent;
+        FakeSystemTyper typer(sent);
         typer.setKeyDelay(20);
         typer.type(ParseSendKeys("abc"));
         EXPECT_EQ(sent, "a") << "type() comes back after the first key";

@@ -54,10 +54,6 @@ QString PgServer::uri(const QString& database) const {
         .arg(port_);
 }
 
-void PgServer::createDatabase(const QString& name) const {
-    sql("postgres", "CREATE DATABASE " + name);
-}
-
 void PgServer::sql(const QString& database, const QString& statements) const {
     run("psql", {"-X", "-q", "-v", "ON_ERROR_STOP=1", "-h", dir_.path(), "-p",
                  QString::number(port_), "-U", "postgres", "-d", database, "-c", statements});

@@ -19,7 +19,7 @@ public:
     // The URI of a database of the server, as a workstation's setting names it.
     QString uri(const QString& database) const;
     // Makes an empty database.
-    void createDatabase(const QString& name) const;
+    void createDatabase(const QString& name) const { sql("postgres", "CREATE DATABASE " + name); }
     // Runs SQL (several statements) in a database through psql, as the administrator.
     void sql(const QString& database, const QString& statements) const;
 

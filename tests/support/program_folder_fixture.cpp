@@ -53,18 +53,6 @@ TempProgramFolder::~TempProgramFolder() {
     core::resetSharedState();
 }
 
-QString TempProgramFolder::file(const QString& name) const {
-    return QDir(dir_.path()).filePath(name);
-}
-
-void TempProgramFolder::sql(const QString& fileName, const QString& statements) const {
-    runSql(file(fileName), statements);
-}
-
-void TempProgramFolder::writeIni(const QByteArray& contents) const {
-    writeFile(file(QStringLiteral("transltr.ini")), contents);
-}
-
 QStringList rows(const QString& database, const QString& sql, QChar separator) {
     platform::Database db = platform::Database::open(database);
     QStringList result;

@@ -31,14 +31,6 @@ int openEnd(const QString& link, int mode) {
     return fd;
 }
 
-// Waits up to a slice for the descriptor to be ready, letting Qt run in between.
-bool waitReady(int fd, short events) {
-    pollfd watch{fd, events, 0};
-    const bool ready = ::poll(&watch, 1, kPollSliceMs) > 0 && (watch.revents & events) != 0;
-    QCoreApplication::processEvents();
-    return ready;
-}
-
 } // namespace
 
 SocatPair::SocatPair() {
@@ -100,7 +92,10 @@ QByteArray SocatPair::readFromPeer(qsizetype count, Timeout timeout) {
     const QDeadlineTimer deadline(timeout);
     QByteArray bytes;
     while (bytes.size() < count && !deadline.hasExpired()) {
-        if (!waitReady(peerFd_, POLLIN))
+        pollfd watch{peerFd_, POLLIN, 0};
+        const bool ready = ::poll(&watch, 1, kPollSliceMs) > 0 && (watch.revents & POLLIN) != 0;
+        QCoreApplication::processEvents(); // the port under test may be writing still
+        if (!ready)
             continue;
         char chunk[256];
         const ssize_t n =
