@@ -4,10 +4,10 @@
 #include "config/setup_window.h"
 #include "core/delivery.h"
 #include "core/ini_file.h"
-#include "core/program_folder.h"
 #include "core/settings.h"
 #include "core/shared_state.h"
 #include "core/tokens.h"
+#include "db/db_path.h"
 #include "platform/app_error.h"
 #include "platform/busy_cursor.h"
 #include "platform/conversions.h"
@@ -271,8 +271,8 @@ void frmSetupScanner::startTest() {
     showTestBoxes(true);
     std::int16_t quietTickMs = 0;
     try {
-        testDatabase_.emplace(
-            platform::Database::open(core::programFile(QStringLiteral("dbScan"))));
+        // The test looks up where scanning would: the shared table when one is set.
+        testDatabase_.emplace(platform::Database::open(db::GetDbPath()));
         testCodelink_.emplace(testDatabase_->openTable(QStringLiteral("tblCodelink")));
         testCodelink_->setIndex(QStringLiteral("PrimaryKey"));
         core::OpenScannerPort(*MSComm1, cmbPortSettings->currentText(), cmbComPort->currentText());

@@ -9,6 +9,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QFile>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
@@ -149,6 +150,16 @@ TEST_F(LiveTest, ScansShowWithTheirEndingsInLineAndQuietModeAndAreAcknowledgedOn
     scan("C", "ABC");
     EXPECT_EQ(box("txtAppend"), "Nothing");
     EXPECT_EQ(box("txtReturn"), "ABC");
+
+    // With a shared table set, the test looks up there, as scanning does.
+    test->click();
+    ASSERT_TRUE(QFile::copy(db(), folder.file("shared.mdb")));
+    folder.sql("shared.mdb", "UPDATE tblCodelink SET ReturnValue = 'SHARED-7'");
+    core::shared().IsDBShared = true;
+    core::shared().SharedDataBase = folder.file("shared.mdb");
+    test->click();
+    scan("0012345", "0012345");
+    EXPECT_EQ(box("txtReturn"), "SHARED-7");
 }
 
 TEST_F(LiveTest, PortErrorsAreToldWithThePortAsTyped) {
