@@ -22,9 +22,7 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLineEdit>
-#include <QMenuBar>
 #include <QPushButton>
-#include <QVBoxLayout>
 
 namespace config {
 
@@ -63,12 +61,6 @@ frmSetup::frmSetup(MainWindowLink& main, QWidget* parent)
 frmSetup::~frmSetup() = default;
 
 void frmSetup::buildControls() {
-    auto* menuBar = new QMenuBar(this);
-    QMenu* mnuFile = named(menuBar->addMenu(QStringLiteral("&File")), "mnuFile");
-    QAction* mnuFCancel = named(mnuFile->addAction(QStringLiteral("&Cancel")), "mnuFCancel");
-    QAction* mnuFSave = named(mnuFile->addAction(QStringLiteral("&Save")), "mnuFSave");
-    QAction* mnuFClose = named(mnuFile->addAction(QStringLiteral("Cl&ose")), "mnuFClose");
-
     fraSetup = named(new QGroupBox(QStringLiteral("Settings"), this), "fraSetup");
     cmbAccSystem = named(new QComboBox(fraSetup), "cmbAccSystem");
     chkAutoStart =
@@ -92,32 +84,14 @@ void frmSetup::buildControls() {
 
     fraAppend = new AppendEditor(this);
 
-    cmdSave = named(new QPushButton(QStringLiteral("&Save"), this), "cmdSave");
-    cmdCancel = named(new QPushButton(QStringLiteral("&Cancel"), this), "cmdCancel");
-    cmdExit = named(new QPushButton(QStringLiteral("Cl&ose"), this), "cmdExit");
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
-    buttons->addWidget(cmdSave);
-    buttons->addWidget(cmdCancel);
-    buttons->addWidget(cmdExit);
-
-    auto* layout = new QVBoxLayout(this);
-    layout->setMenuBar(menuBar);
-    layout->addWidget(fraSetup);
-    layout->addWidget(fraAppend);
-    layout->addLayout(buttons);
-
-    // Each File menu entry runs the button with the same caption.
-    connect(mnuFCancel, &QAction::triggered, cmdCancel, &QPushButton::click);
-    connect(mnuFSave, &QAction::triggered, cmdSave, &QPushButton::click);
-    connect(mnuFClose, &QAction::triggered, cmdExit, &QPushButton::click);
+    buttons_ = LayOutSetupWindow(*this, {fraSetup, fraAppend});
 }
 
 void frmSetup::connectControls() {
     using platform::guarded;
-    connect(cmdSave, &QPushButton::clicked, this, guarded([this] { cmdSave_Click(); }));
-    connect(cmdCancel, &QPushButton::clicked, this, [this] { cmdCancel_Click(); });
-    connect(cmdExit, &QPushButton::clicked, this, [this] { close(); });
+    connect(buttons_.save, &QPushButton::clicked, this, guarded([this] { cmdSave_Click(); }));
+    connect(buttons_.cancel, &QPushButton::clicked, this, [this] { cmdCancel_Click(); });
+    connect(buttons_.close, &QPushButton::clicked, this, [this] { close(); });
     connect(CmdBrowse, &QPushButton::clicked, this, guarded([this] { CmdBrowse_Click(); }));
     connect(ChUseSharedDB, &QCheckBox::toggled, this, [this](bool checked) {
         FrameDBPath->setVisible(checked);
@@ -232,12 +206,12 @@ void frmSetup::cmdSave_Click() {
         }
     });
     SetupSaved = true;
-    cmdExit->setFocus();
+    buttons_.close->setFocus();
 }
 
 void frmSetup::cmdCancel_Click() {
     SetupSaved = true;
-    cmdExit->setFocus();
+    buttons_.close->setFocus();
 }
 
 void frmSetup::closeEvent(QCloseEvent* event) {

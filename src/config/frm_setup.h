@@ -1,5 +1,7 @@
 #pragma once
 
+#include "config/setup_window.h"
+
 #include <QWidget>
 
 class QCheckBox;
@@ -56,9 +58,7 @@ private:
     QLineEdit* TxtDBLocation = nullptr;
     QPushButton* CmdBrowse = nullptr;
     AppendEditor* fraAppend = nullptr;
-    QPushButton* cmdSave = nullptr;
-    QPushButton* cmdCancel = nullptr;
-    QPushButton* cmdExit = nullptr;
+    SetupButtons buttons_;
 
     bool SetupSaved = true;
     bool loading_ = false;

@@ -21,12 +21,9 @@
 #include <QComboBox>
 #include <QFormLayout>
 #include <QGroupBox>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenuBar>
 #include <QPushButton>
-#include <QVBoxLayout>
 
 namespace config {
 
@@ -81,12 +78,6 @@ frmSetupScanner::~frmSetupScanner() {
 }
 
 void frmSetupScanner::buildControls() {
-    auto* menuBar = new QMenuBar(this);
-    QMenu* mnuFile = named(menuBar->addMenu(QStringLiteral("&File")), "mnuFile");
-    QAction* mnuFCancel = named(mnuFile->addAction(QStringLiteral("&Cancel")), "mnuFCancel");
-    QAction* mnuFSave = named(mnuFile->addAction(QStringLiteral("&Save")), "mnuFSave");
-    QAction* mnuFClose = named(mnuFile->addAction(QStringLiteral("Cl&ose")), "mnuFClose");
-
     fraSetup = named(new QGroupBox(QStringLiteral("Settings"), this), "fraSetup");
     cmbComPort = named(new QComboBox(fraSetup), "cmbComPort");
     cmbComPort->setEditable(true); // a device path or a port above 4 is typed
@@ -124,32 +115,14 @@ void frmSetupScanner::buildControls() {
     test->addRow(lblUnit, TxtUnit);
     test->addRow(cmdTest);
 
-    cmdSave = named(new QPushButton(QStringLiteral("&Save"), this), "cmdSave");
-    cmdCancel = named(new QPushButton(QStringLiteral("&Cancel"), this), "cmdCancel");
-    cmdExit = named(new QPushButton(QStringLiteral("Cl&ose"), this), "cmdExit");
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
-    buttons->addWidget(cmdSave);
-    buttons->addWidget(cmdCancel);
-    buttons->addWidget(cmdExit);
-
-    auto* layout = new QVBoxLayout(this);
-    layout->setMenuBar(menuBar);
-    layout->addWidget(fraSetup);
-    layout->addWidget(fraTest);
-    layout->addLayout(buttons);
-
-    // Each File menu entry runs the button with the same caption.
-    connect(mnuFCancel, &QAction::triggered, cmdCancel, &QPushButton::click);
-    connect(mnuFSave, &QAction::triggered, cmdSave, &QPushButton::click);
-    connect(mnuFClose, &QAction::triggered, cmdExit, &QPushButton::click);
+    buttons_ = LayOutSetupWindow(*this, {fraSetup, fraTest});
 }
 
 void frmSetupScanner::connectControls() {
     using platform::guarded;
-    connect(cmdSave, &QPushButton::clicked, this, guarded([this] { cmdSave_Click(); }));
-    connect(cmdCancel, &QPushButton::clicked, this, guarded([this] { cmdCancel_Click(); }));
-    connect(cmdExit, &QPushButton::clicked, this, [this] { close(); });
+    connect(buttons_.save, &QPushButton::clicked, this, guarded([this] { cmdSave_Click(); }));
+    connect(buttons_.cancel, &QPushButton::clicked, this, guarded([this] { cmdCancel_Click(); }));
+    connect(buttons_.close, &QPushButton::clicked, this, [this] { close(); });
     connect(cmdTest, &QPushButton::clicked, this, guarded([this] { cmdTest_Click(); }));
 
     // Any change of a setting clears the saved flag; choosing a port or a line setting, or
@@ -220,7 +193,7 @@ void frmSetupScanner::cmdSave_Click() {
         state.ACK = ChAck->isChecked();
     }
     ScannerSetupSaved = true;
-    cmdExit->setFocus();
+    buttons_.close->setFocus();
 }
 
 void frmSetupScanner::cmdCancel_Click() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "config/setup_window.h"
 #include "core/scan_framer.h"
 #include "platform/comm_control.h"
 #include "platform/database.h"
@@ -93,9 +94,7 @@ private:
     QLabel* lblUnit = nullptr;
     QLineEdit* TxtUnit = nullptr;
     QPushButton* cmdTest = nullptr;
-    QPushButton* cmdSave = nullptr;
-    QPushButton* cmdCancel = nullptr;
-    QPushButton* cmdExit = nullptr;
+    SetupButtons buttons_;
 
     bool ScannerSetupSaved = true;
     bool loading_ = false;

@@ -3,8 +3,45 @@
 #include "core/shared_state.h"
 #include "platform/dialogs.h"
 #include "platform/error_report.h"
+#include "platform/widgets.h"
+
+#include <QHBoxLayout>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QVBoxLayout>
 
 namespace config {
+
+using platform::named;
+
+SetupButtons LayOutSetupWindow(QWidget& window, std::initializer_list<QWidget*> frames) {
+    auto* menuBar = new QMenuBar(&window);
+    QMenu* mnuFile = named(menuBar->addMenu(QStringLiteral("&File")), "mnuFile");
+    QAction* mnuFCancel = named(mnuFile->addAction(QStringLiteral("&Cancel")), "mnuFCancel");
+    QAction* mnuFSave = named(mnuFile->addAction(QStringLiteral("&Save")), "mnuFSave");
+    QAction* mnuFClose = named(mnuFile->addAction(QStringLiteral("Cl&ose")), "mnuFClose");
+
+    SetupButtons buttons;
+    buttons.save = named(new QPushButton(QStringLiteral("&Save"), &window), "cmdSave");
+    buttons.cancel = named(new QPushButton(QStringLiteral("&Cancel"), &window), "cmdCancel");
+    buttons.close = named(new QPushButton(QStringLiteral("Cl&ose"), &window), "cmdExit");
+    auto* row = new QHBoxLayout;
+    row->addStretch(1);
+    row->addWidget(buttons.save);
+    row->addWidget(buttons.cancel);
+    row->addWidget(buttons.close);
+
+    auto* layout = new QVBoxLayout(&window);
+    layout->setMenuBar(menuBar);
+    for (QWidget* frame : frames)
+        layout->addWidget(frame);
+    layout->addLayout(row);
+
+    QObject::connect(mnuFCancel, &QAction::triggered, buttons.cancel, &QPushButton::click);
+    QObject::connect(mnuFSave, &QAction::triggered, buttons.save, &QPushButton::click);
+    QObject::connect(mnuFClose, &QAction::triggered, buttons.close, &QPushButton::click);
+    return buttons;
+}
 
 bool SaveBeforeClosing(bool saved, const std::function<void()>& save) {
     if (saved || platform::msgBox(QStringLiteral("Would you like to save your changes?"),
