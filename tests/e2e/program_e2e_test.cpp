@@ -13,7 +13,6 @@
 #include "support/socat_pair.h"
 #include "x11_session.h"
 
-#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QLineEdit>
@@ -23,7 +22,6 @@
 
 #include <gtest/gtest.h>
 #include <memory>
-#include <vector>
 
 // Last: Xlib defines macros (None, Bool, Status) that other headers use as names.
 #include <X11/Xlib.h>
@@ -50,13 +48,7 @@ protected:
     void SetUp() override {
         if (!display_)
             GTEST_SKIP() << "Xvfb is not installed";
-        // A private runtime and temporary folder: the one-copy lock and socket of these runs
-        // must not meet those of a copy the developer has running.
-        ASSERT_TRUE(QDir(dir_.path()).mkpath("run") && QDir(dir_.path()).mkpath("tmp") &&
-                    QDir(dir_.path()).mkpath("program"));
-        QFile::setPermissions(dir_.filePath("run"),
-                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        testsupport::copyShippedFiles(programFolder());
+        testsupport::copyShippedFiles(dir_.path());
         ASSERT_TRUE(QFile::copy(ORVANE_EXECUTABLE, program()));
         testsupport::runSql(database(),
                             "INSERT INTO tblCodelink VALUES ('0012345', 'WIDGET-7', 'Widget', 12);"
@@ -65,23 +57,26 @@ protected:
                                 pair_.port() + "'");
         x_ = XOpenDisplay(display_->name().toLocal8Bit().constData());
         ASSERT_TRUE(x_);
+        qputenv("DISPLAY", display_->name().toLocal8Bit());
+        typer_ = platform::createSystemTyper();
     }
     void TearDown() override {
         if (x_)
             XCloseDisplay(x_);
     }
 
-    QString programFolder() const { return dir_.filePath("program"); }
-    QString program() const { return programFolder() + "/orvane-translator"; }
-    QString database() const { return programFolder() + "/dbscan.mdb"; }
+    QString program() const { return dir_.filePath("orvane-translator"); }
+    QString database() const { return dir_.filePath("dbscan.mdb"); }
 
     // Starts the program and waits for a main window (the first copy's, for a second copy).
     void startProgram(QProcess& process) const {
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("DISPLAY", display_->name());
         env.insert("QT_QPA_PLATFORM", "xcb");
-        env.insert("XDG_RUNTIME_DIR", dir_.filePath("run"));
-        env.insert("TMPDIR", dir_.filePath("tmp"));
+        // The one-copy lock and socket of these runs must not meet those of a copy the developer
+        // has running: the runtime and temporary folder are the private program folder.
+        env.insert("XDG_RUNTIME_DIR", dir_.path());
+        env.insert("TMPDIR", dir_.path());
         process.setProcessEnvironment(env);
         process.setProcessChannelMode(QProcess::ForwardedChannels);
         process.start(program(), {});
@@ -100,47 +95,34 @@ protected:
         return caption;
     }
 
-    // The parent of a window, and its children.
-    Window queryTree(Window window, std::vector<Window>* children = nullptr) const {
-        Window root = 0;
-        Window parent = 0;
-        Window* list = nullptr;
-        unsigned count = 0;
-        if (!XQueryTree(x_, window, &root, &parent, &list, &count))
-            return 0;
-        if (children)
-            children->assign(list, list + count);
-        if (list)
-            XFree(list);
-        return parent;
-    }
-
     // The shown top-level window with this caption (without a window manager, a child of the
     // root window), or 0.
     Window topLevel(const QString& caption) const {
-        std::vector<Window> windows;
-        queryTree(DefaultRootWindow(x_), &windows);
-        for (const Window window : windows) {
-            XWindowAttributes attributes{};
-            if (XGetWindowAttributes(x_, window, &attributes) &&
-                attributes.map_state == IsViewable && captionOf(window) == caption)
-                return window;
-        }
-        return 0;
+        Window root = 0;
+        Window parent = 0;
+        Window* windows = nullptr;
+        unsigned count = 0;
+        Window found = 0;
+        if (XQueryTree(x_, DefaultRootWindow(x_), &root, &parent, &windows, &count))
+            for (unsigned i = 0; i < count && !found; ++i) {
+                XWindowAttributes attributes{};
+                if (XGetWindowAttributes(x_, windows[i], &attributes) &&
+                    attributes.map_state == IsViewable && captionOf(windows[i]) == caption)
+                    found = windows[i];
+            }
+        if (windows)
+            XFree(windows);
+        return found;
     }
 
     bool shown(const QString& caption) const { return topLevel(caption) != 0; }
 
-    // The caption of the top-level window that has the keyboard focus.
+    // The caption of the window that has the keyboard focus (Qt gives it to its top-level ones).
     QString focusedCaption() const {
         Window focus = 0;
         int revert = 0;
         XGetInputFocus(x_, &focus, &revert);
-        QString caption;
-        // The focus may sit on a child of the top-level window: walk up to a named one.
-        for (; focus > PointerRoot && caption.isEmpty(); focus = queryTree(focus))
-            caption = captionOf(focus);
-        return caption;
+        return focus > PointerRoot ? captionOf(focus) : QString();
     }
 
     // Gives the keyboard focus to the top-level window with this caption, as a click would, and
@@ -165,10 +147,6 @@ protected:
         if (!caption.isEmpty()) {
             ASSERT_TRUE(e2e::pumpUntil([&] { return focusWindow(caption); }, 10000))
                 << "no window \"" << caption.toStdString() << "\" to type into";
-        }
-        if (!typer_) {
-            qputenv("DISPLAY", display_->name().toLocal8Bit());
-            typer_ = platform::createSystemTyper();
         }
         typer_->type(platform::ParseSendKeys(keys));
         e2e::pumpUntil([] { return false; }, settleMs);

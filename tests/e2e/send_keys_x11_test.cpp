@@ -11,8 +11,6 @@
 
 #include <gtest/gtest.h>
 #include <memory>
-#include <stdexcept>
-#include <string>
 #include <utility>
 
 using namespace platform;
@@ -24,19 +22,6 @@ const QString kEndMarker = QStringLiteral("{F12}");
 
 class X11Typing : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        if (!e2e::xvfbInstalled())
-            return;
-        try {
-            display_ = std::make_unique<e2e::XvfbDisplay>();
-            qputenv("DISPLAY", display_->name().toLocal8Bit());
-            receiver_ = std::make_unique<e2e::KeyReceiver>(ORVANE_KEYRECEIVER, display_->name());
-            typer_ = createSystemTyper();
-        } catch (const std::exception& error) {
-            setUpError_ = error.what();
-        }
-    }
-
     static void TearDownTestSuite() {
         typer_.reset();
         receiver_.reset();
@@ -46,7 +31,12 @@ protected:
     void SetUp() override {
         if (!e2e::xvfbInstalled())
             GTEST_SKIP() << "Xvfb is not installed";
-        ASSERT_TRUE(setUpError_.empty()) << setUpError_;
+        if (!receiver_) { // one display and window for all the tests; a failure fails the test
+            display_ = std::make_unique<e2e::XvfbDisplay>();
+            qputenv("DISPLAY", display_->name().toLocal8Bit());
+            receiver_ = std::make_unique<e2e::KeyReceiver>(ORVANE_KEYRECEIVER, display_->name());
+            typer_ = createSystemTyper();
+        }
         typer_->setKeyDelay(0);
     }
 
@@ -62,7 +52,6 @@ protected:
     static inline std::unique_ptr<e2e::XvfbDisplay> display_;
     static inline std::unique_ptr<e2e::KeyReceiver> receiver_;
     static inline std::unique_ptr<KeyTyper> typer_;
-    static inline std::string setUpError_;
 };
 
 const QString kForeign = QStringLiteral("Größe Ä é ß ø Ω € ÆØÅ æøå Çç Ññ ŁłŻż Ωω Жж 😀");
@@ -70,10 +59,9 @@ const QString kForeign = QStringLiteral("Größe Ä é ß ø Ω € ÆØÅ æø�
 } // namespace
 
 TEST_F(X11Typing, AsciiSpecialsNamedKeysAndModifiersArriveExactly) {
-    const QString ascii = QStringLiteral(
-        "Hello, World! 0123456789 abcxyz ABCXYZ [x] <y> @#$&*_=|\\;:'\",./?`-{{}{}}{+}{^}{%}{~}");
+    const QString ascii = QStringLiteral("Hello, World! 0123456789 abcxyz ABCXYZ [x] <y> "
+                                         "@#$&*_=|\\;:'\",./?`-{{}{}}{+}{^}{%}{~}{(}1{)}~");
     EXPECT_EQ(typeAndReceive(ascii), canonical(ascii));
-    EXPECT_EQ(typeAndReceive("ABC {(}1{)}~"), "ABC {(}1{)}{ENTER}");
     // Control characters in scanned text, as wedge scanners send them.
     EXPECT_EQ(typeAndReceive("1\x1d"
                              "2\t3\r\n"),

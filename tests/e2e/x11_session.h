@@ -37,46 +37,29 @@ inline void stop(QProcess& process) {
     process.waitForFinished(2000);
 }
 
-// Xvfb on a display number nobody uses, stopped with the object.
+// Xvfb on a display number it picks itself among the free ones, stopped with the object.
 class XvfbDisplay {
 public:
     XvfbDisplay() {
-        const int first = 90 + int(QCoreApplication::applicationPid() % 400);
-        for (int number = first; number < first + 40; ++number)
-            if (tryStart(number))
-                return;
-        throw std::runtime_error("cannot start Xvfb on any display number");
+        process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        // The number comes on standard output once the display takes clients.
+        process_.start(QStringLiteral("Xvfb"),
+                       {"-displayfd", "1", "-screen", "0", "1024x768x24", "-nolisten", "tcp"});
+        while (!process_.canReadLine() && process_.waitForReadyRead(15000)) {
+        }
+        name_ = u':' + QString::fromLatin1(process_.readLine()).trimmed();
+        if (name_ == u":")
+            throw std::runtime_error("Xvfb did not start");
     }
     ~XvfbDisplay() { stop(process_); }
     XvfbDisplay(const XvfbDisplay&) = delete;
     XvfbDisplay& operator=(const XvfbDisplay&) = delete;
 
-    QString name() const { return QStringLiteral(":%1").arg(number_); }
+    QString name() const { return name_; }
 
 private:
-    bool tryStart(int number) {
-        const QString socket = QStringLiteral("/tmp/.X11-unix/X%1").arg(number);
-        if (QFile::exists(socket) || QFile::exists(QStringLiteral("/tmp/.X%1-lock").arg(number)))
-            return false;
-        process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process_.start(QStringLiteral("Xvfb"), {QStringLiteral(":%1").arg(number), "-screen", "0",
-                                                "1024x768x24", "-nolisten", "tcp"});
-        if (!process_.waitForStarted(5000))
-            return false;
-        const bool up = pumpUntil(
-            [&] { return QFile::exists(socket) || process_.state() == QProcess::NotRunning; },
-            15000);
-        if (up && process_.state() == QProcess::Running) {
-            number_ = number;
-            return true;
-        }
-        process_.kill();
-        process_.waitForFinished(2000);
-        return false; // someone else took the number meanwhile
-    }
-
     QProcess process_;
-    int number_ = -1;
+    QString name_;
 };
 
 // The receiving window (orvane-keyreceiver) on a display, started focused.
@@ -88,9 +71,10 @@ public:
         env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
         process_.setProcessEnvironment(env);
         process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process_.start(program, {outputPath(), readyPath()});
+        process_.start(program, {outputPath()});
+        // The window makes its output file once it has the focus.
         const bool ready = pumpUntil(
-            [&] { return QFile::exists(readyPath()) || process_.state() == QProcess::NotRunning; },
+            [&] { return QFile::exists(outputPath()) || process_.state() == QProcess::NotRunning; },
             20000);
         if (!ready || process_.state() != QProcess::Running)
             throw std::runtime_error("the key receiver did not get the focus");
@@ -120,7 +104,6 @@ public:
 
 private:
     QString outputPath() const { return dir_.filePath(QStringLiteral("keys.txt")); }
-    QString readyPath() const { return dir_.filePath(QStringLiteral("ready")); }
 
     QTemporaryDir dir_;
     QProcess process_;

@@ -1,6 +1,6 @@
-// orvane-keyreceiver OUTPUT READY: a window that takes the keyboard focus and appends every key
-// it gets to OUTPUT as canonical send-key text, flushed at once ("{?0xKEY}" for a key it cannot
-// name). READY is created once the window has the focus.
+// orvane-keyreceiver OUTPUT: a window that takes the keyboard focus, then makes OUTPUT and
+// appends every key it gets to it as canonical send-key text, flushed at once ("{?0xKEY}" for a
+// key it cannot name).
 #include "platform/send_keys.h"
 
 #include <QApplication>
@@ -9,7 +9,6 @@
 #include <QTimer>
 #include <QWidget>
 
-#include <cstdio>
 #include <map>
 
 namespace {
@@ -19,7 +18,6 @@ using platform::NamedKey;
 
 const std::map<int, NamedKey> kNamedKeys = {{Qt::Key_Backspace, NamedKey::Backspace},
                                             {Qt::Key_Pause, NamedKey::Break},
-                                            {Qt::Key_Cancel, NamedKey::Break},
                                             {Qt::Key_CapsLock, NamedKey::CapsLock},
                                             {Qt::Key_Delete, NamedKey::Delete},
                                             {Qt::Key_Down, NamedKey::Down},
@@ -61,9 +59,9 @@ bool printable(const QString& text) {
 // the text), named keys with their modifiers, and keys held with Ctrl or Alt as the modifiers
 // plus the key's own character. A modifier key alone gives nothing.
 platform::KeyActions actionsFor(const QKeyEvent& event) {
-    // Qt has no key code for X11's Break keysym (Ctrl+Pause on a PC keyboard).
+    // Qt has no key code for X11's Break keysym: it is Ctrl+Pause on a PC keyboard.
     const int key =
-        event.key() == 0 && event.nativeVirtualKey() == 0xFF6B ? int(Qt::Key_Cancel) : event.key();
+        event.key() == 0 && event.nativeVirtualKey() == 0xFF6B ? int(Qt::Key_Pause) : event.key();
     if (isModifierKey(key))
         return {};
     unsigned modifiers = platform::NoModifier;
@@ -97,20 +95,15 @@ platform::KeyActions actionsFor(const QKeyEvent& event) {
 
 class ReceiverWindow : public QWidget {
 public:
-    ReceiverWindow(const QString& outputPath, const QString& readyPath)
-        : output_(outputPath)
-        , readyPath_(readyPath) {
+    explicit ReceiverWindow(const QString& outputPath)
+        : output_(outputPath) {
         setWindowTitle(QStringLiteral("Orvane key receiver"));
         setFocusPolicy(Qt::StrongFocus);
-        if (!output_.open(QIODevice::WriteOnly | QIODevice::Append)) {
-            std::fprintf(stderr, "cannot open %s\n", qPrintable(outputPath));
-            std::exit(2);
-        }
         // Without a window manager nobody hands the focus over: ask until it is there.
         connect(&focusTimer_, &QTimer::timeout, this, [this] {
             if (isActiveWindow() && hasFocus()) {
                 focusTimer_.stop();
-                QFile(readyPath_).open(QIODevice::WriteOnly);
+                output_.open(QIODevice::WriteOnly); // tells the test the window is ready
                 return;
             }
             activateWindow();
@@ -148,7 +141,6 @@ private:
     }
 
     QFile output_;
-    QString readyPath_;
     QTimer focusTimer_;
 };
 
@@ -156,11 +148,7 @@ private:
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    if (app.arguments().size() != 3) {
-        std::fprintf(stderr, "usage: orvane-keyreceiver OUTPUT READY\n");
-        return 2;
-    }
-    ReceiverWindow window(app.arguments()[1], app.arguments()[2]);
+    ReceiverWindow window(app.arguments().value(1));
     window.setGeometry(0, 0, 640, 480);
     window.show();
     return app.exec();
