@@ -32,17 +32,6 @@ std::int16_t column(int position) {
         std::clamp(position, 0, int(std::numeric_limits<std::int16_t>::max())));
 }
 
-// Blanks only, as the item files are cut: a Tab is a delimiter, not a blank.
-QString trimBlanks(const QString& text) {
-    qsizetype begin = 0;
-    qsizetype end = text.size();
-    while (begin < end && text[begin] == u' ')
-        ++begin;
-    while (end > begin && text[end - 1] == u' ')
-        --end;
-    return text.mid(begin, end - begin);
-}
-
 bool hasText(const QString& value) {
     return !trimBlanks(value).isEmpty();
 }
@@ -60,7 +49,7 @@ DelimitedItem splitDelimited(const QString& line, QChar delimiter) {
         return item; // no pieces at all
     const QList<QStringView> pieces = QStringView(line).split(delimiter);
     const auto piece = [&](qsizetype index, qsizetype size) {
-        return index < pieces.size() ? trimBlanks(pieces[index].toString()).left(size) : QString();
+        return index < pieces.size() ? trimBlanks(pieces[index]).toString().left(size) : QString();
     };
     item.returnValue = piece(0, 160);
     item.scan = piece(1, 100);
@@ -70,12 +59,11 @@ DelimitedItem splitDelimited(const QString& line, QChar delimiter) {
 
 // One line of a delimited list: a code that would translate to itself is removed from the table,
 // a line without a scan or return value becomes an error row, any other is added or overwritten.
-void importDelimitedItem(const DelimitedItem& item, CodelinkWriter& writer,
-                         ImportResult& result) {
+void importDelimitedItem(const DelimitedItem& item, CodelinkWriter& writer, ImportResult& result) {
     if (item.scan == item.returnValue) {
-        result.removed +=
-            writer.execute(QStringLiteral("DELETE From tblCodelink WHERE (((tblCodelink.ScanValue)='") +
-                           db::SqlQuote(item.scan) + QStringLiteral("'));"));
+        result.removed += writer.execute(
+            QStringLiteral("DELETE From tblCodelink WHERE (((tblCodelink.ScanValue)='") +
+            db::SqlQuote(item.scan) + QStringLiteral("'));"));
     } else if (item.scan.isEmpty()) {
         writer.error(QStringLiteral("No Scan Value"), kBlank, item.returnValue);
         ++result.errors;

@@ -4,17 +4,6 @@ namespace import {
 
 namespace {
 
-// Blanks only: a Tab is a delimiter, not a blank.
-QStringView trimBlanks(QStringView text) {
-    qsizetype begin = 0;
-    qsizetype end = text.size();
-    while (begin < end && text[begin] == u' ')
-        ++begin;
-    while (end > begin && text[end - 1] == u' ')
-        --end;
-    return text.mid(begin, end - begin);
-}
-
 QStringView dropOne(QStringView text, QChar first, QChar last) {
     if (text.startsWith(first))
         text = text.mid(1);
@@ -32,6 +21,16 @@ QStringView dropQuoteOrApostrophe(QStringView text) {
 }
 
 } // namespace
+
+QStringView trimBlanks(QStringView text) {
+    qsizetype begin = 0;
+    qsizetype end = text.size();
+    while (begin < end && text[begin] == u' ')
+        ++begin;
+    while (end > begin && text[end - 1] == u' ')
+        --end;
+    return text.mid(begin, end - begin);
+}
 
 QString GetImportField(QString& line, std::int16_t fieldNumber, int delimiterCode) {
     line = trimBlanks(line).toString();

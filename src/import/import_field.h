@@ -6,6 +6,10 @@
 
 namespace import {
 
+// The text without the blanks at its ends. Only blanks: in an item file a Tab is a delimiter,
+// not a blank.
+QStringView trimBlanks(QStringView text);
+
 // Field fieldNumber (counted from 1) of an item line whose fields are separated by the character
 // with code delimiterCode. The line comes back trimmed of blanks. Field 0 is the empty text.
 //
