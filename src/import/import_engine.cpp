@@ -122,6 +122,27 @@ void importIifItem(QString& line, const IifColumns& columns, CodelinkWriter& wri
     }
 }
 
+// How a preview writes: pairs into tblPreview, each with unit 1, in batches.
+class PreviewWriter {
+public:
+    explicit PreviewWriter(platform::Database& db)
+        : insert_(db.prepare(QStringLiteral(
+              "INSERT INTO tblPreview (PrevScan, PrevReturn, Unit) VALUES (?1, ?2, 1)")))
+        , batches_(db) {}
+
+    void put(const QString& scan, const QString& returnValue) {
+        insert_->bindText(1, scan);
+        insert_->bindText(2, returnValue);
+        insert_->run();
+        batches_.rowDone();
+    }
+    void finish() { batches_.finish(); }
+
+private:
+    std::unique_ptr<platform::Statement> insert_;
+    Batches batches_; // after insert_: the transaction is committed before the statement goes
+};
+
 // "!ENDGRP" ends the item section of an IIF file.
 bool endsItems(const QString& line) {
     return line.startsWith(u'!') && line.left(7) == QStringLiteral("!ENDGRP");
@@ -260,25 +281,20 @@ ImportResult BuildDelimitedPreview(const QString& source, QChar delimiter,
     platform::Database db = openProgramDatabase();
     progress.caption(QStringLiteral("Processing Item List"));
     db.execute(QStringLiteral("Delete From tblPreview"));
-    const auto insert = db.prepare(
-        QStringLiteral("INSERT INTO tblPreview (PrevScan, PrevReturn, Unit) VALUES (?1, ?2, 1)"));
+    PreviewWriter preview(db);
 
     ImportResult result;
-    Batches batches(db);
     QString line;
     while (lines.next(line)) {
         ++result.lines;
         const DelimitedItem item = splitDelimited(line, delimiter);
         if (!item.scan.isEmpty() && !item.returnValue.isEmpty() && item.scan != item.returnValue) {
-            insert->bindText(1, item.scan);
-            insert->bindText(2, item.returnValue);
-            insert->run();
+            preview.put(item.scan, item.returnValue);
             ++result.written;
-            batches.rowDone();
         }
         progress.advance(lines.position());
     }
-    batches.finish();
+    preview.finish();
     progress.advance(lines.size());
     progress.caption(QStringLiteral("Done"));
     return result;
@@ -292,11 +308,9 @@ ImportResult BuildIifPreview(const IifImport& request, ImportProgress& progress)
     db.execute(QStringLiteral("DELETE * from tblPreview"));
     const IifColumns columns = FindIifColumns(request);
     const Exclusions exclusions = readExclusions(request.accounting);
-    const auto insert = db.prepare(
-        QStringLiteral("INSERT INTO tblPreview (PrevScan, PrevReturn, Unit) VALUES (?1, ?2, 1)"));
+    PreviewWriter preview(db);
 
     ImportResult result;
-    Batches batches(db);
     QString line;
     while (lines.next(line)) {
         if (endsItems(line))
@@ -310,13 +324,10 @@ ImportResult BuildIifPreview(const IifImport& request, ImportProgress& progress)
         if (item.scan == kBlankMarker || !hasText(item.scan) ||
             exclusions.excluded.value(type, false))
             continue;
-        insert->bindText(1, item.scan);
-        insert->bindText(2, item.returnValue.isEmpty() ? kBlank : item.returnValue);
-        insert->run();
+        preview.put(item.scan, item.returnValue.isEmpty() ? kBlank : item.returnValue);
         ++result.written;
-        batches.rowDone();
     }
-    batches.finish();
+    preview.finish();
     progress.caption(QStringLiteral("Done!"));
     return result;
 }
