@@ -31,8 +31,6 @@ namespace {
 
 const QString kMain = QStringLiteral("Orvane Translator "); // the trailing blank is the program's
 const QString kReceiver = QStringLiteral("Orvane key receiver");
-const QString kFocusNote =
-    QStringLiteral("Click into the application that should receive the scans.");
 
 class ProgramEndToEnd : public ::testing::Test {
 protected:
@@ -87,11 +85,9 @@ protected:
 
     QString captionOf(Window window) const {
         char* name = nullptr;
-        QString caption;
-        if (XFetchName(x_, window, &name) && name)
-            caption = QString::fromUtf8(name);
-        if (name)
-            XFree(name);
+        XFetchName(x_, window, &name);
+        const QString caption = QString::fromUtf8(name); // empty for none
+        XFree(name);
         return caption;
     }
 
@@ -160,9 +156,9 @@ protected:
         type(caption, keys, 0);
         QElapsedTimer elapsed;
         elapsed.start();
-        if (!e2e::pumpUntil([&] { return program.state() == QProcess::NotRunning; }, 10000))
-            return -1;
-        return elapsed.elapsed();
+        const bool ended =
+            e2e::pumpUntil([&] { return program.state() == QProcess::NotRunning; }, 10000);
+        return ended ? elapsed.elapsed() : -1;
     }
 
     // Scans through the far end; what the receiving window got for it, up to the Enter.
@@ -206,7 +202,9 @@ TEST_F(ProgramEndToEnd, ScansReachOnlyOtherApplicationsOneCopyRunsAndExitIsImmed
     // A scan now would go into the program's own window: it is refused, and the user told.
     e2e::pumpUntil([] { return false; }, 300);
     pair_.writeToPeer("0012345\r\n");
-    EXPECT_TRUE(e2e::pumpUntil([&] { return shown(kFocusNote); }, 5000)) << "no note shown";
+    EXPECT_TRUE(e2e::pumpUntil(
+        [&] { return shown("Click into the application that should receive the scans."); }, 5000))
+        << "no note shown";
     EXPECT_TRUE(pair_.readFromPeer(1, std::chrono::milliseconds(500)).isEmpty())
         << "not acknowledged: the scanner signals the failure";
     EXPECT_EQ(receiver.received().count("{ENTER}"), 3);
@@ -303,14 +301,13 @@ TEST_F(ProgramEndToEnd, TwoWorkstationsShareOneTableOnAServer) {
     EXPECT_EQ(scan(receiver, "new-1"), "FROM-OTHER{TAB}1");
 
     // And imports a list from its command line while this one scans.
-    QFile list(other.file("items.csv"));
-    ASSERT_TRUE(list.open(QIODevice::WriteOnly));
+    QByteArray list;
     for (int i = 0; i < 20000; ++i)
-        list.write("ITEM-" + QByteArray::number(i) + ",C" + QByteArray::number(i) + ",W\r\n");
-    list.close();
+        list += "ITEM-" + QByteArray::number(i) + ",C" + QByteArray::number(i) + ",W\r\n";
     ASSERT_TRUE(QFile::copy(ORVANE_EXECUTABLE, other.file("orvane-translator")));
     QProcess import;
-    import.start(other.file("orvane-translator"), {"import", list.fileName()});
+    import.start(other.file("orvane-translator"),
+                 {"import", testsupport::writeFile(other.file("items.csv"), list)});
     const qsizetype from = receiver.received().size();
     for (int i = 0; i < 40; ++i) {
         pair_.writeToPeer("NEW-1\r\n");

@@ -52,8 +52,6 @@ public:
             throw std::runtime_error("Xvfb did not start");
     }
     ~XvfbDisplay() { stop(process_); }
-    XvfbDisplay(const XvfbDisplay&) = delete;
-    XvfbDisplay& operator=(const XvfbDisplay&) = delete;
 
     QString name() const { return name_; }
 
@@ -66,12 +64,8 @@ private:
 class KeyReceiver {
 public:
     KeyReceiver(const QString& program, const QString& display) {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("DISPLAY"), display);
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        process_.setProcessEnvironment(env);
         process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process_.start(program, {outputPath()});
+        process_.start(program, {outputPath(), "-platform", "xcb", "-display", display});
         // The window makes its output file once it has the focus.
         const bool ready = pumpUntil(
             [&] { return QFile::exists(outputPath()) || process_.state() == QProcess::NotRunning; },
@@ -80,8 +74,6 @@ public:
             throw std::runtime_error("the key receiver did not get the focus");
     }
     ~KeyReceiver() { stop(process_); }
-    KeyReceiver(const KeyReceiver&) = delete;
-    KeyReceiver& operator=(const KeyReceiver&) = delete;
 
     // Everything received so far, in canonical send-key text.
     QString received() const {

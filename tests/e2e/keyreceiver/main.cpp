@@ -10,6 +10,7 @@
 #include <QWidget>
 
 #include <map>
+#include <utility>
 
 namespace {
 
@@ -65,12 +66,10 @@ platform::KeyActions actionsFor(const QKeyEvent& event) {
     if (isModifierKey(key))
         return {};
     unsigned modifiers = platform::NoModifier;
-    if (event.modifiers() & Qt::ShiftModifier)
-        modifiers |= platform::ShiftModifier;
-    if (event.modifiers() & Qt::ControlModifier)
-        modifiers |= platform::ControlModifier;
-    if (event.modifiers() & Qt::AltModifier)
-        modifiers |= platform::AltModifier;
+    for (const auto& [qt, ours] : {std::pair{Qt::ShiftModifier, platform::ShiftModifier},
+                                   {Qt::ControlModifier, platform::ControlModifier},
+                                   {Qt::AltModifier, platform::AltModifier}})
+        modifiers |= event.modifiers() & qt ? ours : platform::NoModifier;
     const bool keypad = event.modifiers() & Qt::KeypadModifier;
     const auto& names = keypad ? kKeypadKeys : kNamedKeys;
     if (const auto name = names.find(key); name != names.end())
@@ -78,13 +77,13 @@ platform::KeyActions actionsFor(const QKeyEvent& event) {
     if (!keypad && key >= Qt::Key_F1 && key <= Qt::Key_F16)
         return {KeyAction::Named(NamedKey(int(NamedKey::F1) + (key - Qt::Key_F1)), modifiers)};
     if (modifiers & (platform::ControlModifier | platform::AltModifier)) {
-        // With Ctrl the text is a control character (or nothing): the key tells which one.
-        char32_t base = QChar::toLower(char32_t(key));
-        if (key >= Qt::Key_A && key <= Qt::Key_Z)
-            base = char32_t(u'a' + (key - Qt::Key_A));
-        else if (printable(event.text()))
-            base = event.text().toUcs4().front();
-        return {KeyAction::Character(base, modifiers)};
+        // With Ctrl the text is a control character (or nothing): the key tells which one, and
+        // always for a letter.
+        const bool letter = key >= Qt::Key_A && key <= Qt::Key_Z;
+        return {KeyAction::Character(letter || !printable(event.text())
+                                         ? QChar::toLower(char32_t(key))
+                                         : event.text().toUcs4().front(),
+                                     modifiers)};
     }
     platform::KeyActions actions;
     if (printable(event.text()))
@@ -122,8 +121,6 @@ protected:
             return true;
         case QEvent::KeyPress:
             record(static_cast<QKeyEvent&>(*event));
-            return true;
-        case QEvent::KeyRelease:
             return true;
         default:
             return QWidget::event(event);
