@@ -125,9 +125,24 @@ struct ScannerThread {
     }
 };
 
-// Runs the scanner against a scanning session on a socat pair until it is done; gives the time.
-double runScanner(ScannerThread& scanner, const QString& port) {
-    core::shared().ComPort = port;
+// Runs the scanner against a keyboard-wedge scanning session on a socat pair at 115200 baud until
+// it is done, with the program folder's settings, CR/LF framing, acknowledgements and
+// "{RetVal}~" appended; retAsScan chooses between the scan as sent and its translation. typer
+// records what the session types. Gives the time.
+double runScanner(ScannerThread& scanner, const QString& folder, bool retAsScan,
+                  platform::RecordingTyper& typer) {
+    core::setProgramFolder(folder);
+    core::LoadSettings();
+    testsupport::SocatPair pair;
+    core::SharedState& state = core::shared();
+    state.PortSetting = QStringLiteral("115200,N,8,1");
+    state.RetAsScan = retAsScan;
+    state.CRLF = true;
+    state.ACK = true;
+    state.append = QStringLiteral("{RetVal}~");
+    state.ComPort = pair.port();
+    scanner.device = pair.peer();
+    platform::setKeyTyper(&typer);
     platform::SerialCommControl serial;
     core::ScanSession session(serial);
     session.start();
@@ -139,29 +154,18 @@ double runScanner(ScannerThread& scanner, const QString& port) {
     thread.join();
     const double seconds = static_cast<double>(clock.nsecsElapsed()) / 1e9;
     session.stop();
+    platform::setKeyTyper(nullptr);
     return seconds;
 }
 
 void measureSerialThroughput(const QString& folder) {
-    core::setProgramFolder(folder);
-    core::LoadSettings();
-    testsupport::SocatPair pair;
-    core::SharedState& state = core::shared();
-    state.PortSetting = QStringLiteral("115200,N,8,1");
-    state.RetAsScan = true;
-    state.CRLF = true;
-    state.ACK = true;
-    state.append = QStringLiteral("{RetVal}~");
-    platform::RecordingTyper typer;
-    platform::setKeyTyper(&typer);
     ScannerThread scanner;
-    scanner.device = pair.peer();
     scanner.scans = 10'000;
     scanner.scan = [](int i) {
         return QStringLiteral("SCAN%1").arg(i, 6, 10, QLatin1Char('0')).toLatin1();
     };
-    const double seconds = runScanner(scanner, pair.port());
-    platform::setKeyTyper(nullptr);
+    platform::RecordingTyper typer;
+    const double seconds = runScanner(scanner, folder, true, typer);
 
     int exact = 0;
     const auto& typed = typer.described();
@@ -186,24 +190,12 @@ void measureBatchUploads(const QString& folder) {
     ini.open(QIODevice::WriteOnly | QIODevice::Truncate);
     ini.write("Timeout=10\r\nOneScanPerLine=1\r\n");
     ini.close();
-    core::setProgramFolder(folder);
-    core::LoadSettings();
-    testsupport::SocatPair pair;
-    core::SharedState& state = core::shared();
-    state.PortSetting = QStringLiteral("115200,N,8,1");
-    state.RetAsScan = false;
-    state.CRLF = true;
-    state.ACK = true;
-    state.append = QStringLiteral("{RetVal}~");
-    platform::RecordingTyper typer;
-    platform::setKeyTyper(&typer);
     ScannerThread scanner;
-    scanner.device = pair.peer();
     scanner.scans = 10'000;
     scanner.burst = 100;
     scanner.scan = [](int i) { return QByteArray::fromStdString(bench::scanCode(i)); };
-    const double seconds = runScanner(scanner, pair.port());
-    platform::setKeyTyper(nullptr);
+    platform::RecordingTyper typer;
+    const double seconds = runScanner(scanner, folder, false, typer);
 
     int translated = 0;
     const auto& typed = typer.described();
