@@ -333,14 +333,17 @@ ImportResult BuildIifPreview(const IifImport& request, ImportProgress& progress)
 }
 
 qint64 ExportCodelink(const QString& target) {
+    QSaveFile file(target);
+    const auto cannotWrite = [&] {
+        return platform::AppError(platform::err::ReadOnly,
+                                  QStringLiteral("Cannot write '%1': %2")
+                                      .arg(QDir::toNativeSeparators(target), file.errorString()));
+    };
     platform::Database db = platform::Database::open(db::GetDbPath());
     const auto rows =
         db.prepare(QStringLiteral("SELECT ReturnValue, ScanValue, Descrip FROM tblCodelink"));
-    QSaveFile file(target);
     if (!file.open(QIODevice::WriteOnly))
-        throw platform::AppError(platform::err::ReadOnly,
-                                 QStringLiteral("Cannot write '%1': %2")
-                                     .arg(QDir::toNativeSeparators(target), file.errorString()));
+        throw cannotWrite();
     qint64 count = 0;
     QByteArray line;
     while (rows->next()) {
@@ -350,9 +353,7 @@ qint64 ExportCodelink(const QString& target) {
         ++count;
     }
     if (!file.commit())
-        throw platform::AppError(platform::err::ReadOnly,
-                                 QStringLiteral("Cannot write '%1': %2")
-                                     .arg(QDir::toNativeSeparators(target), file.errorString()));
+        throw cannotWrite();
     return count;
 }
 
