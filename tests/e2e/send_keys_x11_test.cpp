@@ -61,15 +61,16 @@ const QString kForeign = QStringLiteral("Größe Ä é ß ø Ω € ÆØÅ æø�
 TEST_F(X11Typing, AsciiSpecialsNamedKeysAndModifiersArriveExactly) {
     const QString ascii = QStringLiteral("Hello, World! 0123456789 abcxyz ABCXYZ [x] <y> "
                                          "@#$&*_=|\\;:'\",./?`-{{}{}}{+}{^}{%}{~}{(}1{)}~");
-    EXPECT_EQ(typeAndReceive(ascii), canonical(ascii));
     // Control characters in scanned text, as wedge scanners send them.
     EXPECT_EQ(typeAndReceive("1\x1d"
                              "2\t3\r\n"),
               "1^{]}2{TAB}3{ENTER}");
-    const QString keys = QStringLiteral(
-        "{TAB}+{TAB}^{F2}%{F5}+{F3}{ESC}{BS}{DEL}{HOME}{END}{PGUP}{PGDN}{UP}{DOWN}{LEFT}{RIGHT}"
-        "{INS}{ADD}{SUBTRACT}{MULTIPLY}{DIVIDE}{F1}{F11}{F13}{F16}{HELP}{PRTSC}{BREAK}{ENTER}+~"
-        "^a%x^+b%é{CAPSLOCK}{CAPSLOCK}{NUMLOCK}{NUMLOCK}{SCROLLLOCK}{SCROLLLOCK}");
+    const QString keys =
+        ascii +
+        QStringLiteral(
+            "{TAB}+{TAB}^{F2}%{F5}+{F3}{ESC}{BS}{DEL}{HOME}{END}{PGUP}{PGDN}{UP}{DOWN}{LEFT}{RIGHT}"
+            "{INS}{ADD}{SUBTRACT}{MULTIPLY}{DIVIDE}{F1}{F11}{F13}{F16}{HELP}{PRTSC}{BREAK}{ENTER}+~"
+            "^a%x^+b%é{CAPSLOCK}{CAPSLOCK}{NUMLOCK}{NUMLOCK}{SCROLLLOCK}{SCROLLLOCK}");
     EXPECT_EQ(typeAndReceive(keys), canonical(keys));
     // "A" needs Shift on its own; "+(ab)" holds it for a group; neither may leak into what
     // follows, on the layout's keys or on lent ones.
