@@ -28,7 +28,7 @@ bool runScript(const fs::path& target, const std::string& script) {
     sqlite3* db = nullptr;
     if (sqlite3_open_v2(target.string().c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
                         nullptr) != SQLITE_OK) {
-        std::fprintf(stderr, "orvane-mkdb: cannot create %s: %s\n", target.c_str(),
+        std::fprintf(stderr, "orvane-mkdb: cannot create %s: %s\n", target.string().c_str(),
                      sqlite3_errmsg(db));
         sqlite3_close(db);
         return false;
@@ -36,7 +36,7 @@ bool runScript(const fs::path& target, const std::string& script) {
     char* error = nullptr;
     const int rc = sqlite3_exec(db, script.c_str(), nullptr, nullptr, &error);
     if (rc != SQLITE_OK)
-        std::fprintf(stderr, "orvane-mkdb: %s: %s\n", target.c_str(), error ? error : "?");
+        std::fprintf(stderr, "orvane-mkdb: %s: %s\n", target.string().c_str(), error ? error : "?");
     sqlite3_free(error);
     return sqlite3_close(db) == SQLITE_OK && rc == SQLITE_OK;
 }

@@ -17,9 +17,11 @@
 #include "platform/single_instance.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QMap>
+#include <QProcess>
 
 #include <cstdio>
 #include <functional>
@@ -38,11 +40,11 @@ public:
 };
 
 void print(const QString& text) {
-    std::fprintf(stdout, "%s\n", text.toLocal8Bit().constData());
+    platform::writeText(stdout, text + u'\n');
 }
 
 void printError(const QString& text) {
-    std::fprintf(stderr, "orvane-translator: %s\n", text.toLocal8Bit().constData());
+    platform::writeText(stderr, QStringLiteral("orvane-translator: ") + text + u'\n');
 }
 
 const char* const kUsage =
@@ -135,7 +137,7 @@ public:
     }
     ~TerminalProgress() override {
         if (shown_)
-            std::fprintf(stderr, "\n");
+            platform::writeText(stderr, QStringLiteral("\n"));
     }
     void caption(const QString& text) override {
         caption_ = text;
@@ -154,9 +156,10 @@ private:
     void show(qint64 value) {
         if (!shown_)
             return;
-        std::fprintf(stderr, "\r%-32s %3lld%%", caption_.toLocal8Bit().constData(),
-                     std::min<qint64>(value, maximum_) * 100 / maximum_);
-        std::fflush(stderr);
+        platform::writeText(stderr,
+                            QStringLiteral("\r%1 %2%")
+                                .arg(caption_, -32)
+                                .arg(std::min<qint64>(value, maximum_) * 100 / maximum_, 3));
     }
 
     bool shown_;
@@ -355,7 +358,7 @@ int RunCommandLine(int argc, char** argv) {
     QStringList arguments = QCoreApplication::arguments().mid(1);
     const QString command = arguments.takeFirst();
     if (isHelp(command)) {
-        std::fputs(kUsage, stdout);
+        platform::writeText(stdout, QString::fromUtf8(kUsage));
         return 0;
     }
     if (!commands().contains(command)) {
@@ -373,6 +376,17 @@ int RunCommandLine(int argc, char** argv) {
     } catch (const std::exception& error) {
         printError(QString::fromLocal8Bit(error.what()));
     }
+    return 1;
+}
+
+int StartWindowProgram(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const QString program = programFile(QStringLiteral("orvane-translator.exe"));
+    if (QProcess::startDetached(program, QCoreApplication::arguments().mid(1)))
+        return 0;
+    printError(QStringLiteral("%1 cannot be started: put it back into the program folder (from "
+                              "the installation package)")
+                   .arg(QDir::toNativeSeparators(program)));
     return 1;
 }
 

@@ -11,4 +11,9 @@ bool IsCommandLine(int argc, char** argv);
 // standard error.
 int RunCommandLine(int argc, char** argv);
 
+// The console companion of the Windows program (orvane-translator.com, which a console runs
+// for "orvane-translator" and waits for) started without a command: starts the window program
+// beside it on its own, so that the console is free again, and gives its exit status.
+int StartWindowProgram(int argc, char** argv);
+
 } // namespace core

@@ -10,8 +10,11 @@
 #include "platform/qb_request_processor.h"
 #include "shell/frm_message.h"
 
+#include <QApplication>
+
 #include <algorithm>
 #include <array>
+#include <optional>
 
 namespace import {
 
@@ -64,17 +67,20 @@ private:
     qbxml::Version version_;
 };
 
-// A progress note for as long as the object lives.
+// A progress note for as long as the object lives; the command line has no windows to show it.
 class Note {
 public:
     explicit Note(const QString& text) {
-        window_.SetMessageText(text);
-        window_.show();
-        window_.repaint();
+        if (!qobject_cast<QApplication*>(QCoreApplication::instance()))
+            return;
+        window_.emplace();
+        window_->SetMessageText(text);
+        window_->show();
+        window_->repaint();
     }
 
 private:
-    shell::frmMessage window_;
+    std::optional<shell::frmMessage> window_;
 };
 
 void tellStatus(const qbxml::Status& status) {

@@ -1,25 +1,9 @@
 #include "platform/console.h"
 
-#include <cstdio>
-
-#ifdef Q_OS_WIN
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
-
 namespace platform {
 
-bool stderrIsTerminal() {
-#ifdef Q_OS_WIN
-    return _isatty(_fileno(stderr)) != 0;
-#else
-    return isatty(fileno(stderr)) != 0;
-#endif
-}
-
 Answer ConsoleDialogs::message(const MessageRequest& request) {
-    std::fprintf(stderr, "%s\n", request.text.toLocal8Bit().constData());
+    writeText(stderr, request.text + u'\n');
     const bool second = request.defaultButton == DefaultButton::Second;
     switch (request.buttons) {
     case Buttons::Ok:

@@ -9,9 +9,8 @@
 #include <array>
 
 // windows.h first: the COM headers build on it.
-#include <windows.h>
-
 #include <oleauto.h>
+#include <windows.h>
 
 namespace platform {
 
@@ -19,7 +18,7 @@ namespace {
 
 constexpr HRESULT kNotRunning = static_cast<HRESULT>(0x80040416);
 constexpr HRESULT kNotAuthorised = static_cast<HRESULT>(0x80040418);
-constexpr HRESULT kOpenElsewhere = static_cast<HRESULT>(0x80040422);
+constexpr HRESULT kHeldByAnotherApplication = static_cast<HRESULT>(0x80040422);
 constexpr int kLocalQuickBooks = 1;   // QBXMLRPConnectionType: QuickBooks on this computer
 constexpr int kOpenModeDoNotCare = 2; // QBFileMode: single- or multi-user, as it is open
 
@@ -41,9 +40,10 @@ QString hex(HRESULT result) {
                               "and answer QuickBooks' question with \"Yes, always\" (or allow the "
                               "program under Edit > Preferences > Integrated Applications).");
         break;
-    case kOpenElsewhere:
-        text = QStringLiteral("The company file is open in single-user mode on another computer. "
-                              "Close it there, or switch it to multi-user mode, and try again.");
+    case kHeldByAnotherApplication:
+        text = QStringLiteral("Another application is working with the company file through "
+                              "QuickBooks and holds it for itself. Close that application (or "
+                              "let it finish), then try again.");
         break;
     default:
         text = QStringLiteral("QuickBooks' request processor failed in %1 (%2)%3.")
@@ -52,6 +52,20 @@ QString hex(HRESULT result) {
         break;
     }
     throw AppError(err::QuickBooksFailed, text);
+}
+
+// The failure an Automation server reports through EXCEPINFO: it may leave the details to be
+// filled in on demand, and tells them either as an HRESULT or as a 16-bit code of the interface's
+// own (QuickBooks' 0x8004xxxx errors). An exception always is a failure, even one that tells no
+// code at all.
+HRESULT failureOf(EXCEPINFO& exception) {
+    if (exception.pfnDeferredFillIn)
+        exception.pfnDeferredFillIn(&exception);
+    if (FAILED(exception.scode))
+        return exception.scode;
+    if (exception.wCode != 0)
+        return MAKE_HRESULT(SEVERITY_ERROR, FACILITY_ITF, exception.wCode);
+    return DISP_E_EXCEPTION;
 }
 
 // One argument of a call, freed with the object.
@@ -171,7 +185,7 @@ private:
                                    &parameters, &answer, &exception, nullptr);
         QString detail;
         if (result == DISP_E_EXCEPTION) {
-            result = exception.scode;
+            result = failureOf(exception);
             if (exception.bstrDescription)
                 detail = QString::fromWCharArray(exception.bstrDescription);
         }

@@ -1,0 +1,38 @@
+#pragma once
+
+// Finding and focusing the top-level windows of an X display as a user would, for the
+// whole-program tests (Linux only). Xlib stays out of this header: its macros (None, Bool,
+// Status) clash with names in other headers.
+
+#include <QString>
+
+struct _XDisplay;
+
+namespace testsupport {
+
+// The top-level windows of a display: found by caption and focused as a click focuses them
+// (without a window manager they are children of the root window).
+class TopLevelWindows {
+public:
+    explicit TopLevelWindows(const QString& display);
+    ~TopLevelWindows();
+    TopLevelWindows(const TopLevelWindows&) = delete;
+    TopLevelWindows& operator=(const TopLevelWindows&) = delete;
+
+    bool shown(const QString& caption) const { return topLevel(caption) != 0; }
+    // The caption of the window that has the keyboard focus.
+    QString focusedCaption() const;
+    // Gives the keyboard focus to the window with this caption and lets the programs take the
+    // change for settleMs (Qt tells a window that it lost the focus 100 ms late); false when
+    // there is no such window or it does not take the focus.
+    bool focus(const QString& caption, int settleMs = 300) const;
+
+private:
+    using Window = unsigned long;
+    QString captionOf(Window window) const;
+    Window topLevel(const QString& caption) const;
+
+    _XDisplay* x_;
+};
+
+} // namespace testsupport
