@@ -85,6 +85,12 @@ void AppendEditor::refreshNames() {
     UpdateNames(*CmbNames, TxtApendStr->text());
 }
 
+void AppendEditor::refreshNamesKeepingName() {
+    const QString shown = CmbNames->currentText();
+    refreshNames();
+    CmbNames->setEditText(shown);
+}
+
 void AppendEditor::caretToEnd() {
     TxtApendStr->setCursorPosition(static_cast<int>(TxtApendStr->text().size()));
     TxtApendStr->setFocus();

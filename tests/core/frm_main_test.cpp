@@ -1,3 +1,5 @@
+#include "config/frm_setup.h"
+#include "config/frm_setup_scanner.h"
 #include "core/append_choice.h"
 #include "core/frm_main.h"
 #include "core/shared_state.h"
@@ -12,11 +14,13 @@
 #include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPointer>
 #include <QPushButton>
 #include <QTest>
 
@@ -251,4 +255,34 @@ TEST(MainWindowScanning, ButtonCaptionIsTheStateTheTrayFollowsAndWindowsAskToSto
     program.trayItem("MuScanner")->trigger(); // scanning off: no question, and no second window
     EXPECT_EQ(program.dialogs.messages().size(), 2u);
     EXPECT_EQ(openWindows("Orvane Scanner Setup"), 1);
+}
+
+TEST(MainWindowScanning, DoesNotStartWhileASetupWindowIsOpenAndStartsWhenTheLastCloses) {
+    Program program([](TempProgramFolder& folder) {
+        folder.sql("dbscan.mdb", "UPDATE tblSettings SET autostart = 1");
+    });
+    ASSERT_TRUE(program.main.scanning());
+    program.dialogs.answer(platform::Answer::Yes);
+    program.control<QAction>("mnuSettingsScanner")->trigger();
+    program.control<QAction>("mnuFSettings")->trigger();
+    const QPointer scannerSetup = program.main.findChild<config::frmSetupScanner*>();
+    auto* systemSetup = program.main.findChild<config::frmSetup*>();
+    ASSERT_TRUE(scannerSetup && systemSetup && QTest::qWaitForWindowActive(systemSetup));
+
+    ASSERT_TRUE(testsupport::activate(program.main)); // a click on the main window
+    EXPECT_FALSE(program.main.scanning()) << "the scanner setup's Test keeps the port";
+
+    // Exit closes the setup windows first; Cancel at an unsaved change keeps the program.
+    testsupport::child<QCheckBox>(*systemSetup, "chkAutoStart")->click();
+    program.dialogs.answer(platform::Answer::Cancel);
+    program.main.close();
+    EXPECT_TRUE(systemSetup->isVisible() && program.main.isVisible());
+    if (scannerSetup)
+        scannerSetup->close(); // unless Exit closed it already
+    QTest::qWait(20);
+    EXPECT_FALSE(program.main.scanning()) << "the system setup is still open";
+    program.dialogs.answer(platform::Answer::No);
+    systemSetup->close();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return program.main.scanning(); }, 2000))
+        << "the last setup window closed";
 }
