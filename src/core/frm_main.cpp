@@ -381,6 +381,10 @@ void frmMain::ChooseAppendString(const QString& name) {
         return;
     txtAppend->setText(chosen->string);
     CmbApStr->setCurrentIndex(CmbApStr->findText(chosen->name, Qt::MatchFixedString));
+    // The choice is the pattern in use from now on, after the next start as well.
+    EditSettingsRow([&chosen](platform::Recordset& row) {
+        row.setValue(QStringLiteral("append"), chosen->string);
+    });
 }
 
 QString frmMain::selectedAppendName() const {

@@ -158,6 +158,25 @@ TEST(AppendStrings, ChoicesKeepMostRecentlyUsedRanksAndTheTrayListsUpToSix) {
               QStringList({"Tab", "F2", "Nothing", "Unit Tab", "Enter"}));
 }
 
+TEST(AppendStrings, ThePatternChosenInTheMainWindowOrTheTrayIsInUseAfterARestart) {
+    Program program;
+    QComboBox* selector = program.control<QComboBox>("CmbApStr");
+    for (const QString name : {"Unit Tab", "Tab"}) {
+        selector->setCurrentIndex(selector->findText(name));
+        Q_EMIT selector->activated(selector->currentIndex());
+    }
+    const auto afterRestart = [] {
+        frmMain restarted{std::make_unique<testsupport::FakeCommControl>()};
+        restarted.Load();
+        return testsupport::child<QComboBox>(restarted, "CmbApStr")->currentText() + " = " +
+               testsupport::child<QLineEdit>(restarted, "txtAppend")->text();
+    };
+    EXPECT_EQ(afterRestart(), "Tab = <RetVal><TAB>");
+    ASSERT_EQ(program.shownRecent(), QStringList({"Tab*", "Unit Tab"}));
+    program.trayItem("MuAS1")->trigger();
+    EXPECT_EQ(afterRestart(), "Unit Tab = <RetVal><TAB><UoM><TAB>");
+}
+
 TEST(Tray, StatusTipAndItemsFollowTheWindowAndTheScannerAndMinimisingHidesInIt) {
     Program program;
     EXPECT_EQ(program.taskbar->status(), frmTaskbar::kStatusOn) << "the start-up status is 0";
