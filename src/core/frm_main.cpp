@@ -92,6 +92,8 @@ void frmMain::buildControls() {
     CmbApStr = new QComboBox(fraMain);
     CmbApStr->setObjectName(QStringLiteral("CmbApStr"));
     CmbApStr->setMinimumContentsLength(16);
+    // The window keeps its width whatever names are stored: long ones are elided.
+    CmbApStr->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     txtAppend = new QLineEdit(QStringLiteral("##StartUp##"), fraMain);
     txtAppend->setObjectName(QStringLiteral("txtAppend"));
     txtAppend->setMinimumWidth(txtAppend->fontMetrics().horizontalAdvance(QString(40, u'M')) / 2);

@@ -95,6 +95,15 @@ TEST_F(Editor, SavesReplacesAndRemovesNamedPatterns) {
     names->setCurrentIndex(names->findText("Tab Unit Enter"));
     editor.CmbNames_Click();
     EXPECT_EQ(box()->text(), "<RetVal><TAB><UoM><RET>");
+
+    // A name is at most what tblAppendStr.Name holds.
+    name(QString(51, 'n'));
+    click("Cmdaddtolist");
+    EXPECT_EQ(stored(QString(51, 'n')), std::nullopt);
+    EXPECT_TRUE(dialogs.messageTexts().join(u'|').contains("at most 50"));
+    name(QString(50, 'n'));
+    click("Cmdaddtolist");
+    EXPECT_EQ(stored(QString(50, 'n')), "<RetVal><TAB><UoM><RET>");
 }
 
 TEST_F(Editor, InsertsAtTheCaretAndTheCaretNeverStopsInsideAToken) {

@@ -17,11 +17,13 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPointer>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -175,6 +177,25 @@ TEST(AppendStrings, ThePatternChosenInTheMainWindowOrTheTrayIsInUseAfterARestart
     ASSERT_EQ(program.shownRecent(), QStringList({"Tab*", "Unit Tab"}));
     program.trayItem("MuAS1")->trigger();
     EXPECT_EQ(afterRestart(), "Unit Tab = <RetVal><TAB><UoM><TAB>");
+}
+
+TEST(AppendStrings, LongNamesAreElidedAndWidenNoWindowPastTheScreen) {
+    const QString longName = QString("Receiving dock, pallet labels, second shift ").repeated(4);
+    Program program([&](TempProgramFolder& folder) {
+        folder.sql("dbscan.mdb", "INSERT INTO tblAppendStr (Name, String, Use) VALUES ('" +
+                                     longName + "', '<RetVal><F3>', 6)");
+    });
+    const int screen = QGuiApplication::primaryScreen()->availableGeometry().width();
+    EXPECT_LE(program.main.sizeHint().width(), screen);
+    config::frmSetup setup(program.main);
+    setup.Load();
+    EXPECT_LE(setup.sizeHint().width(), screen);
+
+    const QStringList shown = program.shownRecent();
+    ASSERT_EQ(shown.size(), 1);
+    EXPECT_LT(shown[0].size(), longName.size()) << "the tray elides it";
+    program.trayItem("MuAS0")->trigger();
+    EXPECT_EQ(program.control<QLineEdit>("txtAppend")->text(), "<RetVal><F3>");
 }
 
 TEST(Tray, StatusTipAndItemsFollowTheWindowAndTheScannerAndMinimisingHidesInIt) {
