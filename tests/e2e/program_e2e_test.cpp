@@ -251,10 +251,10 @@ TEST_F(ProgramEndToEnd, ScanningRestartsOnlyOnReturnFromItsOwnWindowsWithTheComp
 
     type(kMain, "%e"); // Settings
     type(kMain, "y");  // System: the pattern box has the focus
-    // Empty the pattern, then "Add <RetVal>" and "Commands Codes", reached with Tab.
-    type("Orvane System Setup", "^a{BS}{TAB 4} {TAB 6} ");
-    type("Command Keys", "{TAB} "); // the Tab key, then Send
-    // Back in the setup window: "ok" through "Add This >", a name, "Save/Add to List".
+    // Empty the pattern, "Add <RetVal>" (reached with Tab), then the Tab token typed by hand.
+    // (In Command Keys every key, Space included, picks a key: its Send is clicked.)
+    type("Orvane System Setup", "^a{BS}{TAB 4} <TAB>");
+    // Then "ok" through "Add This >", a name, "Save/Add to List".
     type("Orvane System Setup", "{TAB 2}ok{TAB} +{TAB 3}^aE2E Tab OK{TAB} ");
     type("Orvane System Setup", "%s%o"); // Save, Close: back in the main window
     ASSERT_TRUE(e2e::pumpUntil([&] { return !shown("Orvane System Setup"); }, 10000));
