@@ -12,6 +12,7 @@
 #include "shell/frm_taskbar.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QThread>
 #include <QTime>
 
@@ -74,6 +75,15 @@ QString StartupFailureText(const std::exception& error) {
         .arg(what, todo, detail);
 }
 
+QString ProgramFolderLockKey() {
+    const QString canonical = QFileInfo(programFolder()).canonicalFilePath();
+    QString folder = canonical.isEmpty() ? QDir::cleanPath(programFolder()) : canonical;
+#ifdef Q_OS_WIN
+    folder = folder.toLower(); // one folder, however its name is spelled
+#endif
+    return kInstanceKey + QStringLiteral(" in ") + folder;
+}
+
 void Pause(std::int16_t seconds) {
     const QTime end = QTime::currentTime().addSecs(seconds);
     while (end < QTime::currentTime())
@@ -104,6 +114,16 @@ int Main(Application& app) {
     if (!instance.isFirst()) {
         FindPreviousInstance(instance);
         return 0;
+    }
+
+    platform::SingleInstance folderLock(ProgramFolderLockKey());
+    if (!folderLock.isFirst()) {
+        platform::msgBox(QStringLiteral("Orvane Translator cannot start while its database in %1 "
+                                        "is being compacted or repaired from the command line. "
+                                        "Start it again when that has finished.")
+                             .arg(native(programFolder())),
+                         platform::Buttons::Ok, platform::Icon::Critical, kAppTitle);
+        return 1;
     }
 
     shell::frmSplash splash;

@@ -26,6 +26,11 @@ QString StartupFailureText(const std::exception& error);
 // The key of the one-copy-per-user lock.
 inline const QString kInstanceKey = QStringLiteral("Orvane Translator");
 
+// The key of the lock that the window copy holds on its program folder for as long as it runs.
+// The database commands that replace the database file (compact, repair) take the same lock, so
+// that neither runs while the other does; copies on other program folders are not concerned.
+QString ProgramFolderLockKey();
+
 // Asks the running copy to show its main window; the caller then ends.
 void FindPreviousInstance(platform::SingleInstance& instance);
 

@@ -2,9 +2,7 @@
 // and import again, lookup, and every kind of bad input with its exit status and no change.
 #include "core/frm_main.h"
 #include "core/program_folder.h"
-#include "core/startup.h"
 #include "db/db_test_support.h"
-#include "platform/single_instance.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
@@ -140,7 +138,4 @@ TEST_F(CommandLine, MaintenanceCommandsRepairADamagedDatabaseSoThatTheProgramSta
         core::setProgramFolder(QString());
     }
 
-    platform::SingleInstance windowCopy(core::kInstanceKey); // the program is running
-    ASSERT_TRUE(windowCopy.isFirst());
-    expectRefused({"compact"}, "Orvane Translator is running");
 }
