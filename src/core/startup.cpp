@@ -6,6 +6,7 @@
 #include "core/shared_state.h"
 #include "platform/app_error.h"
 #include "platform/dialogs.h"
+#include "platform/display_check.h"
 #include "platform/error_report.h"
 #include "platform/single_instance.h"
 #include "shell/frm_splash.h"
@@ -15,6 +16,9 @@
 #include <QFileInfo>
 #include <QThread>
 #include <QTime>
+
+#include <cstdio>
+#include <optional>
 
 namespace core {
 
@@ -73,6 +77,19 @@ QString StartupFailureText(const std::exception& error) {
     return QStringLiteral("Orvane Translator cannot start. %1\r\n\r\n%2\r\n\r\nThen start the "
                           "program again.\r\n\r\n(%3)")
         .arg(what, todo, detail);
+}
+
+bool CheckDisplay(int argc, char** argv) {
+    const std::optional<QString> problem = platform::WindowDisplayProblem(argc, argv);
+    if (!problem)
+        return true;
+    std::fprintf(stderr,
+                 "orvane-translator: the window cannot be shown: %s.\n"
+                 "Start Orvane Translator on the desktop, or point DISPLAY at a running X "
+                 "server.\nThe commands (import, export, lookup, backup ...) work without a "
+                 "display: orvane-translator --help lists them.\n",
+                 problem->toLocal8Bit().constData());
+    return false;
 }
 
 QString ProgramFolderLockKey() {

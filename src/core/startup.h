@@ -19,6 +19,10 @@ class Application;
 // window's caption with its trailing blank. Returns the process exit code.
 int Main(Application& app);
 
+// Before the window copy starts: when there is no display to show its windows on, says so on
+// standard error, with what to do instead, and gives false.
+bool CheckDisplay(int argc, char** argv);
+
 // What the user is told when the program cannot start: which file, what is wrong with it in
 // plain words, and a way out that works without the program's windows.
 QString StartupFailureText(const std::exception& error);
