@@ -25,6 +25,9 @@ AppendEditor::AppendEditor(QWidget* parent)
     CmbNames = named(new QComboBox(this), "CmbNames");
     CmbNames->setEditable(true);
     CmbNames->setInsertPolicy(QComboBox::NoInsert); // a name is listed once it is saved
+    // As wide as the layout makes it, whatever names are stored: long ones are elided.
+    CmbNames->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    CmbNames->setMinimumContentsLength(20);
     QPushButton* Cmdaddtolist = button(QStringLiteral("Save/Add to List"), "Cmdaddtolist");
     QPushButton* CmdRemove = button(QStringLiteral("Remove from List"), "CmdRemove");
     TxtApendStr = named(new TokenLineEdit(this), "TxtApendStr");
@@ -85,6 +88,12 @@ void AppendEditor::refreshNames() {
     UpdateNames(*CmbNames, TxtApendStr->text());
 }
 
+void AppendEditor::refreshNamesKeepingName() {
+    const QString shown = CmbNames->currentText();
+    refreshNames();
+    CmbNames->setEditText(shown);
+}
+
 void AppendEditor::caretToEnd() {
     TxtApendStr->setCursorPosition(static_cast<int>(TxtApendStr->text().size()));
     TxtApendStr->setFocus();
@@ -118,6 +127,15 @@ void AppendEditor::Cmdaddtolist_Click() {
         CmbNames->setEditText(name);
         if (name.trimmed().isEmpty())
             return;
+    }
+    if (name.size() > core::kAppendNameLength) {
+        platform::msgBox(QStringLiteral("This name has %1 characters; a pattern's name can have at "
+                                        "most %2. Shorten it and save again.")
+                             .arg(name.size())
+                             .arg(core::kAppendNameLength),
+                         platform::Buttons::Ok, platform::Icon::Exclamation,
+                         core::shared().strAppTitle);
+        return;
     }
     const QString normalized = NormalizeAppendString(TxtApendStr->text());
     TxtApendStr->setText(normalized);

@@ -23,6 +23,8 @@ public:
     void setPattern(const QString& pattern);
     // Fills the name list from tblAppendStr and selects the name of the pattern being edited.
     void refreshNames();
+    // Fills the name list again, keeping the name shown (it may be typed and not stored yet).
+    void refreshNamesKeepingName();
     // Puts the caret at the end of the pattern and the focus on it.
     void caretToEnd();
 

@@ -34,7 +34,9 @@ void UpdateNames(QComboBox& names, const QString& pattern) {
     names.clear();
     int selected = -1;
     for (; !table.eof(); table.moveNext()) {
-        names.addItem(textOf(table.value(QStringLiteral("Name"))));
+        const QString name = textOf(table.value(QStringLiteral("Name")));
+        names.addItem(name);
+        names.setItemData(names.count() - 1, name, Qt::ToolTipRole); // the list may elide it
         if (textOf(table.value(QStringLiteral("String"))) == pattern)
             selected = names.count() - 1;
     }

@@ -110,6 +110,11 @@ void frmCmdKeys::buildControls() {
     layout->addWidget(Frame3);
     layout->addWidget(CancelButton, 0, Qt::AlignRight);
 
+    for (QWidget* control : findChildren<QWidget*>()) {
+        if (control->focusPolicy() != Qt::NoFocus)
+            control->installEventFilter(this);
+    }
+
     connect(keys_, &QButtonGroup::idClicked, this, [this](int id) { chooseKey(id); });
     connect(CmdSend, &QPushButton::clicked, this, platform::guarded([this] { CmdSend_Click(); }));
     connect(CancelButton, &QPushButton::clicked, this, [this] { close(); });
@@ -172,47 +177,87 @@ bool frmCmdKeys::focusNextPrevChild(bool) {
     return false;
 }
 
+bool frmCmdKeys::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::KeyPress && event->type() != QEvent::KeyRelease)
+        return QWidget::eventFilter(watched, event);
+    const auto& key = *static_cast<QKeyEvent*>(event);
+    const bool typing = qobject_cast<QLineEdit*>(watched) != nullptr;
+    if (event->type() == QEvent::KeyPress)
+        KeyDown(key, typing);
+    else
+        KeyUp(key);
+    const bool tab = key.key() == Qt::Key_Tab || key.key() == Qt::Key_Backtab;
+    return !typing || tab;
+}
+
 void frmCmdKeys::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Tab || event->key() == Qt::Key_Backtab) {
-        platform::runGuarded([this] {
-            chooseRow(QStringLiteral("SELECT Keys.Index From Keys WHERE (((Keys.Name)= 'Tab' ));"));
-        });
-        return;
-    }
-    // The held modifiers show in the boxes, unless a text box is taking typed text.
-    if (!qobject_cast<QLineEdit*>(focusWidget())) {
-        const Qt::KeyboardModifiers held = event->modifiers();
-        ChCmd[0]->setChecked(held.testFlag(Qt::ShiftModifier));
-        ChCmd[1]->setChecked(held.testFlag(Qt::ControlModifier));
-        ChCmd[2]->setChecked(held.testFlag(Qt::AltModifier));
-    }
-    QWidget::keyPressEvent(event);
+    if (!focusWidget())
+        KeyDown(*event, false);
 }
 
 void frmCmdKeys::keyReleaseEvent(QKeyEvent* event) {
-    if (event->isAutoRepeat())
+    if (!focusWidget())
+        KeyUp(*event);
+}
+
+// The held modifiers show in the boxes, unless a text box is taking typed text; Tab chooses the
+// row named "Tab".
+void frmCmdKeys::KeyDown(const QKeyEvent& event, bool typing) {
+    if (!event.isAutoRepeat())
+        pressed_.insert(event.key(), event.modifiers());
+    if (!typing)
+        showModifiers(event.modifiers());
+    if (event.key() == Qt::Key_Tab || event.key() == Qt::Key_Backtab) {
+        platform::runGuarded([this, &event] {
+            chooseRow(QStringLiteral("SELECT Keys.Index From Keys WHERE (((Keys.Name)= 'Tab' ));"),
+                      event.modifiers());
+        });
+    }
+}
+
+// A released key chooses its row, with the modifiers that were held when it was pressed: a key
+// code strictly between "0" and "Z" is the plain key of that letter or digit; any other is looked
+// up in the Keys table. A key pressed before this window had the focus chooses nothing.
+void frmCmdKeys::KeyUp(const QKeyEvent& event) {
+    if (event.isAutoRepeat())
         return;
-    const int code = platform::WindowsVirtualKey(event->key(), event->modifiers());
-    platform::runGuarded([this, code] {
+    const auto press = pressed_.constFind(event.key());
+    if (press == pressed_.cend())
+        return;
+    const Qt::KeyboardModifiers held = *press;
+    pressed_.erase(press);
+    const int code = platform::WindowsVirtualKey(event.key(), held);
+    platform::runGuarded([this, code, held] {
         if (code > kPlainKeysAbove && code < kPlainKeysBelow) {
             TbKey->setText(QString(QChar(code)).toLower());
+            showModifiers(held);
             chooseKey(kPlainKey);
         } else if (code >= lowestAscii_ && code <= highestAscii_) {
             chooseRow(QStringLiteral("SELECT Keys.Index From Keys WHERE (((Keys.Ascii)= %1 ));")
-                          .arg(code));
+                          .arg(code),
+                      held);
         }
     });
 }
 
-// Chooses the key button of the first row the query gives; a query without rows changes nothing.
-void frmCmdKeys::chooseRow(const QString& query) {
+void frmCmdKeys::showModifiers(Qt::KeyboardModifiers held) {
+    ChCmd[0]->setChecked(held.testFlag(Qt::ShiftModifier));
+    ChCmd[1]->setChecked(held.testFlag(Qt::ControlModifier));
+    ChCmd[2]->setChecked(held.testFlag(Qt::AltModifier));
+}
+
+// Chooses the key button of the first row the query gives, with the held modifiers; a query
+// without rows changes nothing.
+void frmCmdKeys::chooseRow(const QString& query, Qt::KeyboardModifiers held) {
     platform::Database db = openKeys();
     platform::Recordset row = db.openRecordset(query);
     if (row.eof())
         return;
     const auto button = buttonOfIndex_.constFind(row.value(QStringLiteral("Index")).toInt());
-    if (button != buttonOfIndex_.cend())
-        chooseKey(*button);
+    if (button == buttonOfIndex_.cend())
+        return;
+    showModifiers(held);
+    chooseKey(*button);
 }
 
 } // namespace config

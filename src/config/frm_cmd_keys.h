@@ -38,6 +38,11 @@ public:
     void CmdSend_Click();
 
 protected:
+    // Every control hands its keys to the window first, so that a pressed key chooses its row
+    // whatever control has the focus: Space does not click the focused button, the arrows do not
+    // move the focus. Only the text boxes also take the keys typed into them.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    // The keys of the window itself, when no control has the focus.
     void keyPressEvent(QKeyEvent* event) override;
     void keyReleaseEvent(QKeyEvent* event) override;
     // Tab is a key to pick here, not a way to the next control.
@@ -45,9 +50,12 @@ protected:
 
 private:
     void buildControls();
+    void KeyDown(const QKeyEvent& event, bool typing);
+    void KeyUp(const QKeyEvent& event);
+    void showModifiers(Qt::KeyboardModifiers held);
     void chooseKey(int button);
     void BuildCode();
-    void chooseRow(const QString& whereClause);
+    void chooseRow(const QString& query, Qt::KeyboardModifiers held);
 
     AppendEditor& editor_;
     QLineEdit* TbCode = nullptr;
@@ -61,6 +69,8 @@ private:
 
     int chosen_ = kPlainKey;
     QHash<int, int> buttonOfIndex_; // Keys.Index -> key button
+    // The keys pressed in this window and not yet released, with the modifiers held at the press.
+    QHash<int, Qt::KeyboardModifiers> pressed_;
     int lowestAscii_ = 0;
     int highestAscii_ = -1;
     bool building_ = false;

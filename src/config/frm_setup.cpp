@@ -23,6 +23,7 @@
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScopeGuard>
 
 namespace config {
 
@@ -90,7 +91,7 @@ void frmSetup::buildControls() {
 void frmSetup::connectControls() {
     using platform::guarded;
     connect(buttons_.save, &QPushButton::clicked, this, guarded([this] { cmdSave_Click(); }));
-    connect(buttons_.cancel, &QPushButton::clicked, this, [this] { cmdCancel_Click(); });
+    connect(buttons_.cancel, &QPushButton::clicked, this, guarded([this] { cmdCancel_Click(); }));
     connect(buttons_.close, &QPushButton::clicked, this, [this] { close(); });
     connect(CmdBrowse, &QPushButton::clicked, this, guarded([this] { CmdBrowse_Click(); }));
     connect(ChUseSharedDB, &QCheckBox::toggled, this, [this](bool checked) {
@@ -112,6 +113,7 @@ void frmSetup::changed() {
 
 void frmSetup::Load() {
     loading_ = true;
+    const auto loaded = qScopeGuard([this] { loading_ = false; });
     fillAccountingSystems();
     core::SharedState& state = core::shared();
     const std::optional<core::StoredSettings> row = core::ReadStoredSettings();
@@ -134,7 +136,6 @@ void frmSetup::Load() {
     }
     fraAppend->refreshNames();
     chkAutoStart->setChecked(state.autostart);
-    loading_ = false;
     SetupSaved = true;
 }
 
@@ -155,16 +156,17 @@ bool frmSetup::event(QEvent* event) {
     return handled;
 }
 
+// Coming back to the window keeps what the user changed and has not saved yet (also the name
+// typed for a pattern); only the list of stored names is brought up to date.
 void frmSetup::Activate() {
     FrameDBPath->setVisible(ChUseSharedDB->isChecked());
     fraAppend->caretToEnd();
-    SetupSaved = true;
     if (namesRefreshFailed_)
         return;
     namesRefreshFailed_ = true;
     const bool wasLoading = std::exchange(loading_, true);
-    fraAppend->refreshNames();
-    loading_ = wasLoading;
+    const auto refreshed = qScopeGuard([this, wasLoading] { loading_ = wasLoading; });
+    fraAppend->refreshNamesKeepingName();
     namesRefreshFailed_ = false;
 }
 
@@ -209,8 +211,9 @@ void frmSetup::cmdSave_Click() {
     buttons_.close->setFocus();
 }
 
+// Cancel drops the unsaved changes: the fields show the stored settings again.
 void frmSetup::cmdCancel_Click() {
-    SetupSaved = true;
+    Load();
     buttons_.close->setFocus();
 }
 

@@ -24,6 +24,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScopeGuard>
 
 namespace config {
 
@@ -146,6 +147,7 @@ void frmSetupScanner::connectControls() {
 
 void frmSetupScanner::Load() {
     loading_ = true;
+    const auto loaded = qScopeGuard([this] { loading_ = false; });
     core::SharedState& state = core::shared();
     if (const std::optional<core::StoredSettings> row = core::ReadStoredSettings()) {
         state.ComPort = row->ComPort;
@@ -170,7 +172,6 @@ void frmSetupScanner::Load() {
     showTestBoxes(false);
     chkCRLF->setChecked(state.CRLF);
     ChAck->setChecked(state.ACK);
-    loading_ = false;
     ScannerSetupSaved = true;
     cmbComPort->setFocus(); // the port is what a user mostly comes to change
 }
@@ -196,8 +197,12 @@ void frmSetupScanner::cmdSave_Click() {
     buttons_.close->setFocus();
 }
 
+// Cancel drops the unsaved changes: the fields show the stored settings again. A running test
+// ends, as it may run on the settings being dropped.
 void frmSetupScanner::cmdCancel_Click() {
-    ScannerSetupSaved = true;
+    if (testing())
+        stopTest();
+    Load();
 }
 
 void frmSetupScanner::settingClicked(bool stopsTest) {
@@ -206,12 +211,6 @@ void frmSetupScanner::settingClicked(bool stopsTest) {
     if (stopsTest && testing())
         stopTest();
     ScannerSetupSaved = false;
-}
-
-bool frmSetupScanner::event(QEvent* event) {
-    if (event->type() == QEvent::WindowActivate)
-        ScannerSetupSaved = true;
-    return QWidget::event(event);
 }
 
 void frmSetupScanner::closeEvent(QCloseEvent* event) {

@@ -59,7 +59,6 @@ public:
     QVariant ReturnValueTest(QString& strScan, double& unit);
 
 protected:
-    bool event(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
 
 private:

@@ -44,10 +44,13 @@ SetupButtons LayOutSetupWindow(QWidget& window, std::initializer_list<QWidget*> 
 }
 
 bool SaveBeforeClosing(bool saved, const std::function<void()>& save) {
-    if (saved || platform::msgBox(QStringLiteral("Would you like to save your changes?"),
-                                  platform::Buttons::YesNo, platform::Icon::Question,
-                                  core::shared().strAppTitle) != platform::Answer::Yes)
+    if (saved)
         return true;
+    const platform::Answer answer = platform::msgBox(
+        QStringLiteral("Would you like to save your changes?"), platform::Buttons::YesNoCancel,
+        platform::Icon::Question, core::shared().strAppTitle);
+    if (answer != platform::Answer::Yes)
+        return answer == platform::Answer::No;
     try {
         save();
     } catch (const std::exception& error) {

@@ -21,8 +21,9 @@ struct SetupButtons {
 SetupButtons LayOutSetupWindow(QWidget& window, std::initializer_list<QWidget*> frames);
 
 // Closing a setup window whose changes are not saved asks "Would you like to save your
-// changes?" and saves on Yes. False when that save failed (it has been reported): the window then
-// stays open with the changes, so nothing is lost.
+// changes?" with Yes, No and Cancel: Yes saves, No drops the changes, Cancel keeps the window open.
+// False when the window is to stay open: the user cancelled, or the save failed (it has been
+// reported) and the changes would otherwise be lost.
 bool SaveBeforeClosing(bool saved, const std::function<void()>& save);
 
 } // namespace config

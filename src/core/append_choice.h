@@ -7,6 +7,9 @@
 
 namespace core {
 
+// The most characters a pattern's name may have: what tblAppendStr.Name holds.
+inline constexpr int kAppendNameLength = 50;
+
 struct AppendString {
     QString name;
     QString string; // stored token form

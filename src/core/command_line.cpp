@@ -74,12 +74,15 @@ const char* const kUsage =
     "        need.\n"
     "  backup FILE\n"
     "        Copies the program's database (dbscan.mdb) to FILE, replacing it when it exists.\n"
+    "        It may run while the program runs (a scheduled nightly backup): the copy is a\n"
+    "        consistent snapshot.\n"
     "  compact\n"
     "        Compacts the program's database.\n"
     "  repair\n"
     "        Checks the program's database and, when it is damaged, keeps it as\n"
     "        dbscan-damaged.mdb and rebuilds it from every row that can still be read; then\n"
-    "        compacts it. The three database commands refuse to run while the program runs.\n"
+    "        compacts it. compact and repair replace the database file: they refuse to run\n"
+    "        while the program runs on this folder.\n"
     "  --help\n"
     "        Shows this text.\n"
     "\n"
@@ -242,22 +245,29 @@ int importCommand(const QStringList& rawArguments) {
     return 0;
 }
 
-// The database commands replace the file the window copy keeps open: they run only while it
-// does not, and keep it from starting meanwhile (they hold its one-copy lock).
-std::unique_ptr<platform::SingleInstance> windowCopyStopped() {
-    auto instance = std::make_unique<platform::SingleInstance>(kInstanceKey);
-    if (!instance->isFirst())
-        throw Refusal(QStringLiteral("Orvane Translator is running: close it (File > Exit, or Exit "
-                                     "in its tray menu) and run the command again."));
+void useLocalDatabase() {
     SharedState& state = shared();
     state.strAppTitle = kAppTitle;
     state.strDbPath = programFile(QStringLiteral("dbscan.mdb"));
-    return instance;
 }
 
+// Compaction and repair replace the file that the window copy of this program folder keeps open:
+// they run only while it does not, and keep it from starting meanwhile (they hold its folder
+// lock).
+std::unique_ptr<platform::SingleInstance> windowCopyStopped() {
+    auto folderLock = std::make_unique<platform::SingleInstance>(ProgramFolderLockKey());
+    if (!folderLock->isFirst())
+        throw Refusal(QStringLiteral("Orvane Translator is running on %1: close it (File > Exit, "
+                                     "or Exit in its tray menu) and run the command again.")
+                          .arg(programFolder()));
+    useLocalDatabase();
+    return folderLock;
+}
+
+// A backup reads a consistent snapshot through the engine, so it needs nothing stopped.
 int backupCommand(const QStringList& rawArguments) {
     const QString file = onlyArgument(parse(rawArguments, {}), QStringLiteral("backup file"));
-    const auto lock = windowCopyStopped();
+    useLocalDatabase();
     db::BackupDatabaseTo(file);
     print(QStringLiteral("Finished backing up database to ") + QFileInfo(file).absoluteFilePath());
     return 0;

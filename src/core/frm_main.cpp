@@ -92,6 +92,8 @@ void frmMain::buildControls() {
     CmbApStr = new QComboBox(fraMain);
     CmbApStr->setObjectName(QStringLiteral("CmbApStr"));
     CmbApStr->setMinimumContentsLength(16);
+    // The window keeps its width whatever names are stored: long ones are elided.
+    CmbApStr->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     txtAppend = new QLineEdit(QStringLiteral("##StartUp##"), fraMain);
     txtAppend->setObjectName(QStringLiteral("txtAppend"));
     txtAppend->setMinimumWidth(txtAppend->fontMetrics().horizontalAdvance(QString(40, u'M')) / 2);
@@ -273,17 +275,24 @@ void frmMain::watchReturnFrom(QWidget* window) {
         window->installEventFilter(this);
 }
 
-bool frmMain::ownWindowOpen() const {
+QList<QWidget*> frmMain::ownWindows() const {
+    QList<QWidget*> open;
     for (QWidget* window : QApplication::topLevelWidgets()) {
         if (window != this && window->isVisible() && window->parentWidget() == this)
-            return true;
+            open << window;
     }
-    return false;
+    return open;
 }
 
+bool frmMain::ownWindowOpen() const {
+    return !ownWindows().isEmpty();
+}
+
+// Scanning starts by itself only while none of the windows that asked to stop it is open: a
+// setup window's test needs the port, and the others edit what scanning reads.
 void frmMain::Activate() {
     updateMapCaption();
-    if (shared().autostart && !scanning() && !autostartFailed_) {
+    if (shared().autostart && !scanning() && !autostartFailed_ && !ownWindowOpen()) {
         try {
             cmdScan_Click();
         } catch (...) {
@@ -374,6 +383,10 @@ void frmMain::ChooseAppendString(const QString& name) {
         return;
     txtAppend->setText(chosen->string);
     CmbApStr->setCurrentIndex(CmbApStr->findText(chosen->name, Qt::MatchFixedString));
+    // The choice is the pattern in use from now on, after the next start as well.
+    EditSettingsRow([&chosen](platform::Recordset& row) {
+        row.setValue(QStringLiteral("append"), chosen->string);
+    });
 }
 
 QString frmMain::selectedAppendName() const {
@@ -395,11 +408,14 @@ void frmMain::setAccountingDisplay(const QString& name) {
 }
 
 void frmMain::ReturnFromWindow() {
-    if (unloaded_)
-        return;
-    // The setup window may have stored, renamed or removed patterns.
-    config::UpdateNames(*CmbApStr, txtAppend->text());
-    Activate();
+    // Once the closing window has gone: scanning may start again only when it was the last.
+    QTimer::singleShot(0, this, platform::guarded([this] {
+                           if (unloaded_)
+                               return;
+                           // The setup window may have stored, renamed or removed patterns.
+                           config::UpdateNames(*CmbApStr, txtAppend->text());
+                           Activate();
+                       }));
 }
 
 // --- showing and hiding --------------------------------------------------------------------
@@ -474,6 +490,14 @@ bool frmMain::eventFilter(QObject* watched, QEvent* event) {
 // --- ending ----------------------------------------------------------------------------------
 
 void frmMain::closeEvent(QCloseEvent* event) {
+    // The other windows close first, as their own Close does: one with unsaved changes asks, and
+    // Cancel there keeps the program running with the changes.
+    for (QWidget* window : ownWindows()) {
+        if (!window->close()) {
+            event->ignore();
+            return;
+        }
+    }
     Unload();
     event->accept();
     QCoreApplication::quit();

@@ -90,6 +90,7 @@ private:
     void onFocusWindowChanged(QWindow* focus);
     std::function<void()> command(std::function<void()> handler);
     void watchReturnFrom(QWidget* window);
+    QList<QWidget*> ownWindows() const; // the shown windows this one opened
     bool ownWindowOpen() const;
     void txtAppend_Change(const QString& text);
     void onScanStateChanged(bool on);

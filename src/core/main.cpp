@@ -11,6 +11,8 @@ int main(int argc, char** argv) {
 #ifdef ORVANE_CONSOLE_COMPANION
     return core::StartWindowProgram(argc, argv);
 #else
+    if (!core::CheckDisplay(argc, argv))
+        return 1;
     core::Application app(argc, argv);
     return core::Main(app);
 #endif

@@ -6,14 +6,19 @@
 #include "core/shared_state.h"
 #include "platform/app_error.h"
 #include "platform/dialogs.h"
+#include "platform/display_check.h"
 #include "platform/error_report.h"
 #include "platform/single_instance.h"
 #include "shell/frm_splash.h"
 #include "shell/frm_taskbar.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QThread>
 #include <QTime>
+
+#include <cstdio>
+#include <optional>
 
 namespace core {
 
@@ -74,6 +79,28 @@ QString StartupFailureText(const std::exception& error) {
         .arg(what, todo, detail);
 }
 
+bool CheckDisplay(int argc, char** argv) {
+    const std::optional<QString> problem = platform::WindowDisplayProblem(argc, argv);
+    if (!problem)
+        return true;
+    std::fprintf(stderr,
+                 "orvane-translator: the window cannot be shown: %s.\n"
+                 "Start Orvane Translator on the desktop, or point DISPLAY at a running X "
+                 "server.\nThe commands (import, export, lookup, backup ...) work without a "
+                 "display: orvane-translator --help lists them.\n",
+                 problem->toLocal8Bit().constData());
+    return false;
+}
+
+QString ProgramFolderLockKey() {
+    const QString canonical = QFileInfo(programFolder()).canonicalFilePath();
+    QString folder = canonical.isEmpty() ? QDir::cleanPath(programFolder()) : canonical;
+#ifdef Q_OS_WIN
+    folder = folder.toLower(); // one folder, however its name is spelled
+#endif
+    return kInstanceKey + QStringLiteral(" in ") + folder;
+}
+
 void Pause(std::int16_t seconds) {
     const QTime end = QTime::currentTime().addSecs(seconds);
     while (end < QTime::currentTime())
@@ -104,6 +131,16 @@ int Main(Application& app) {
     if (!instance.isFirst()) {
         FindPreviousInstance(instance);
         return 0;
+    }
+
+    platform::SingleInstance folderLock(ProgramFolderLockKey());
+    if (!folderLock.isFirst()) {
+        platform::msgBox(QStringLiteral("Orvane Translator cannot start while its database in %1 "
+                                        "is being compacted or repaired from the command line. "
+                                        "Start it again when that has finished.")
+                             .arg(native(programFolder())),
+                         platform::Buttons::Ok, platform::Icon::Critical, kAppTitle);
+        return 1;
     }
 
     shell::frmSplash splash;

@@ -15,6 +15,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -231,6 +232,21 @@ auto withoutQuestions(const QString& command, Work&& work) {
     }
 }
 
+// A backup onto the database file itself would replace the database with a copy of itself,
+// under a program that may be using it.
+void refuseBackupOntoDatabase(const Files& files, const QString& target) {
+    std::error_code error;
+    if (!std::filesystem::equivalent(QFileInfo(target).filesystemFilePath(),
+                                     QFileInfo(files.database).filesystemFilePath(), error))
+        return;
+    runStep(QStringLiteral("checking the backup file"), target, kUnchanged, [&] {
+        throw platform::AppError(
+            platform::err::ReadOnly,
+            QStringLiteral("This is the program's database itself: a backup must go to another "
+                           "file, best in another folder or on another disk."));
+    });
+}
+
 void copyToBackup(const Files& files, const QString& target) {
     runStep(QStringLiteral("copying the database to the backup file"), target,
             kUnchanged + QStringLiteral(" The backup file was left as it was."), [&] {
@@ -243,8 +259,12 @@ void copyToBackup(const Files& files, const QString& target) {
 } // namespace
 
 void BackupDatabaseTo(const QString& target) {
-    withoutQuestions(QStringLiteral("Backup"),
-                     [&] { copyToBackup(localFiles(), QFileInfo(target).absoluteFilePath()); });
+    withoutQuestions(QStringLiteral("Backup"), [&] {
+        const Files files = localFiles();
+        const QString path = QFileInfo(target).absoluteFilePath();
+        refuseBackupOntoDatabase(files, path);
+        copyToBackup(files, path);
+    });
 }
 
 void CompactLocalDatabase() {
@@ -273,6 +293,7 @@ void BackupDatabase(core::ScanSwitch& scan) {
         if (!chosen)
             return;
         const QString target = QFileInfo(*chosen).absoluteFilePath();
+        refuseBackupOntoDatabase(files, target);
         if (askYesNo(QStringLiteral("Would you like to compact your database file?")))
             compactionSequence(files, true);
         letEventsRun(2);

@@ -14,8 +14,8 @@ namespace db {
 // in one message naming the step and the file; whatever happens, the database file is either the
 // old one or the finished new one.
 
-// Copies the database to a file the user picks (it must exist already and is replaced),
-// compacting the database first when the user wants.
+// Copies the database to a file the user picks (it must exist already and is replaced; the
+// database file itself is refused), compacting the database first when the user wants.
 void BackupDatabase(core::ScanSwitch& scan);
 
 // Compacts the database; the scratch file is removed afterwards.
@@ -29,7 +29,9 @@ void RepairDatabase(core::ScanSwitch& scan);
 // The same commands without questions, for the command line: the same steps and the same safety.
 // A failure throws AppError naming the step and the file and saying what state the files are in.
 
-// Copies the database to target (which may exist already; it is replaced in one step).
+// Copies the database to target (which may exist already; it is replaced in one step). The copy
+// is a consistent snapshot taken with the engine's online backup, so it may run while the program
+// uses the database. The database file itself is refused as target.
 void BackupDatabaseTo(const QString& target);
 
 // Compacts the database; the scratch file is removed afterwards.

@@ -6,6 +6,7 @@
 #include "shell/frm_message.h"
 
 #include <QAction>
+#include <QFontMetrics>
 #include <QMenu>
 
 #include <algorithm>
@@ -22,6 +23,16 @@ QIcon statusIcon(int status) {
     icon.addFile(QStringLiteral(":/tray/status%1.png").arg(status));
     icon.addFile(QStringLiteral(":/tray/status%1@2x.png").arg(status));
     return icon;
+}
+
+// A pattern's name as a menu item: no wider than a name of the longest allowed length, so that
+// a name stored before names were limited cannot widen the menu past the screen; "&" is shown as
+// itself, not taken as an access key.
+QString menuText(const QMenu& menu, const QString& name) {
+    const QFontMetrics metrics(menu.font());
+    return metrics
+        .elidedText(name, Qt::ElideRight, metrics.averageCharWidth() * core::kAppendNameLength)
+        .replace(u'&', QStringLiteral("&&"));
 }
 
 } // namespace
@@ -201,7 +212,7 @@ QMenu* frmTaskbar::BuildMenu() {
         const QString name = used ? recent[static_cast<qsizetype>(i)] : QString();
         MuAS[i]->setVisible(used);
         MuAS[i]->setData(name);
-        MuAS[i]->setText(QString(name).replace(u'&', QStringLiteral("&&"))); // no access keys
+        MuAS[i]->setText(menuText(*MuAppend, name));
         MuAS[i]->setChecked(used && recent[static_cast<qsizetype>(i)] == selected);
     }
     MuAppend->setEnabled(!recent.isEmpty());

@@ -9,6 +9,7 @@
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
@@ -95,6 +96,15 @@ TEST_F(Editor, SavesReplacesAndRemovesNamedPatterns) {
     names->setCurrentIndex(names->findText("Tab Unit Enter"));
     editor.CmbNames_Click();
     EXPECT_EQ(box()->text(), "<RetVal><TAB><UoM><RET>");
+
+    // A name is at most what tblAppendStr.Name holds.
+    name(QString(51, 'n'));
+    click("Cmdaddtolist");
+    EXPECT_EQ(stored(QString(51, 'n')), std::nullopt);
+    EXPECT_TRUE(dialogs.messageTexts().join(u'|').contains("at most 50"));
+    name(QString(50, 'n'));
+    click("Cmdaddtolist");
+    EXPECT_EQ(stored(QString(50, 'n')), "<RetVal><TAB><UoM><RET>");
 }
 
 TEST_F(Editor, InsertsAtTheCaretAndTheCaretNeverStopsInsideAToken) {
@@ -140,34 +150,52 @@ TEST_F(Editor, InsertsAtTheCaretAndTheCaretNeverStopsInsideAToken) {
 namespace {
 
 struct CommandKeys : Editor {
-    CommandKeys() {
-        keys.Load();
-        keys.show();
-    }
-    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
-        QTest::keyClick(&keys, key, modifiers);
+    CommandKeys() { keys.Load(); }
+    // A key as the user presses it: it goes to whatever control has the focus.
+    static void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+        QWidget* focus = QApplication::focusWidget();
+        ASSERT_TRUE(focus);
+        QTest::keyClick(focus, key, modifiers);
     }
     QString code() { return child<QLineEdit>(keys, "TbCode")->text(); }
-    QCheckBox* shift() { return child<QCheckBox>(keys, "ChCmd0"); }
+    bool hasFocus() { return keys.isAncestorOf(QApplication::focusWidget()); }
 
     config::frmCmdKeys keys{editor};
 };
 
 } // namespace
 
-TEST_F(CommandKeys, PressedAndClickedKeysBuildTheCode) {
+TEST_F(CommandKeys, PressedKeysChooseTheirRowWhateverControlHasTheFocus) {
+    ASSERT_TRUE(testsupport::activate(keys));
+    ASSERT_TRUE(hasFocus());
     press(Qt::Key_F2, Qt::ControlModifier);
-    EXPECT_EQ(code(), "<CTRL><F2>");
+    EXPECT_EQ(code(), "<CTRL><F2>") << "from the moment the window opens";
+    ASSERT_EQ(QApplication::focusWidget(), child<QPushButton>(keys, "CmdSend"));
+    press(Qt::Key_Space);
+    EXPECT_EQ(code(), "<SP>") << "Space is a key to pick, not a click of Send";
+    EXPECT_EQ(editor.pattern(), "");
+    press(Qt::Key_Left, Qt::ShiftModifier);
+    EXPECT_EQ(code(), "<SHIFT><LEFT>");
+    press(Qt::Key_Right);
+    EXPECT_EQ(code(), "<RIGHT>") << "the modifier boxes follow the keys held";
     press(Qt::Key_A);
-    EXPECT_EQ(code(), "a") << "a plain key; the modifiers follow the keys held";
+    EXPECT_EQ(code(), "a");
     EXPECT_TRUE(child<QRadioButton>(keys, "OptKeyBox")->isChecked());
     press(Qt::Key_Z);
     press(Qt::Key_0);
     EXPECT_EQ(code(), "a") << "Z and 0 are looked up in the table, which has neither";
     press(Qt::Key_Tab, Qt::ShiftModifier);
     EXPECT_EQ(code(), "<SHIFT><TAB>");
-    shift()->click();
+    EXPECT_TRUE(hasFocus()) << "Tab does not leave the window";
+
+    // Clicks, and a key typed into the key box by hand.
+    child<QCheckBox>(keys, "ChCmd0")->click();
     EXPECT_EQ(code(), "<TAB>");
+    QTest::mouseDClick(child<QLineEdit>(keys, "TbKey"), Qt::LeftButton); // selects its key
+    press(Qt::Key_Minus);
+    EXPECT_EQ(child<QLineEdit>(keys, "TbKey")->text(), "-");
+    child<QRadioButton>(keys, "OptKeyBox")->click();
+    EXPECT_EQ(code(), "-");
     child<QRadioButton>(keys, "OptKey11")->click();
     EXPECT_EQ(code(), "<RIGHT>");
 
@@ -182,6 +210,7 @@ TEST_F(CommandKeys, PressedAndClickedKeysBuildTheCode) {
     few.Load();
     EXPECT_FALSE(child<QRadioButton>(few, "OptKey1")->isHidden());
     EXPECT_TRUE(child<QRadioButton>(few, "OptKey2")->isHidden());
-    QTest::keyClick(&few, Qt::Key_F2);
+    ASSERT_TRUE(testsupport::activate(few));
+    press(Qt::Key_F2);
     EXPECT_EQ(child<QLineEdit>(few, "TbCode")->text(), "") << "a key without a row changes nothing";
 }

@@ -1,5 +1,6 @@
 // The program setup window: accounting systems, start on open, the shared database check on real
 // files, and the return pattern as it is loaded and saved.
+#include "config/frm_cmd_keys.h"
 #include "config/frm_setup.h"
 #include "config_test_support.h"
 #include "core/shared_state.h"
@@ -14,6 +15,8 @@
 #include <QGroupBox>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QRadioButton>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -128,4 +131,37 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
         EXPECT_EQ(stored(db(), "IsDBShared, SharedDataBase"), "0|" + shared);
         EXPECT_FALSE(core::shared().IsDBShared);
     }
+}
+
+TEST_F(ProgramSetup, ChangesStayUnsavedAcrossActivationAndCommandKeysUntilSaveOrCancel) {
+    window.Load();
+    const QString before = stored(db(), "autostart, append");
+    ASSERT_TRUE(testsupport::activate(window));
+    control<QCheckBox>("chkAutoStart")->click();
+    control<QComboBox>("CmbNames")->setEditText("Typed, not stored");
+    // A key sent from Command Keys, and back to the setup window.
+    control<QPushButton>("CmdCodes")->click();
+    auto* keys = window.findChild<config::frmCmdKeys*>();
+    ASSERT_TRUE(keys && QTest::qWaitForWindowActive(keys));
+    child<QRadioButton>(*keys, "OptKey16")->click(); // F2
+    child<QPushButton>(*keys, "CmdSend")->click();
+    ASSERT_TRUE(testsupport::activate(window));
+    EXPECT_EQ(control<QLineEdit>("TxtApendStr")->text(), "<RetVal><RET><F2>");
+    EXPECT_EQ(control<QComboBox>("CmbNames")->currentText(), "Typed, not stored");
+
+    dialogs.answer(platform::Answer::Cancel);
+    window.close();
+    ASSERT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"})
+        << "coming back to the window kept the changes unsaved";
+    EXPECT_EQ(dialogs.messages()[0].buttons, platform::Buttons::YesNoCancel);
+    EXPECT_TRUE(window.isVisible()) << "Cancel stays in the window";
+
+    control<QPushButton>("cmdCancel")->click();
+    EXPECT_FALSE(control<QCheckBox>("chkAutoStart")->isChecked()) << "the stored settings";
+    EXPECT_EQ(control<QLineEdit>("TxtApendStr")->text(), "<RetVal><RET>");
+    EXPECT_EQ(control<QComboBox>("CmbNames")->currentText(), "Enter");
+    dialogs.clear();
+    window.close();
+    EXPECT_TRUE(dialogs.messages().empty()) << "nothing left to save";
+    EXPECT_EQ(stored(db(), "autostart, append"), before);
 }

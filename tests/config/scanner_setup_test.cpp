@@ -64,25 +64,37 @@ TEST_F(ScannerSetup, ShowsTheStoredRowSavesItAsTypedAndAsksOnCloseOnlyAfterAChan
     EXPECT_TRUE(window.saved());
     window.close(); // nothing changed: no question
     EXPECT_TRUE(dialogs.messages().empty());
+    EXPECT_EQ(main.returns, 1) << "a close hands back to the main window";
+}
 
-    control<QComboBox>("cmbComPort")->setEditText(" 7");
-    control<QComboBox>("cmbPortSettings")->setEditText("19200,N,8,1");
-    control<QCheckBox>("ChRetAsScan")->click();
-    control<QCheckBox>("chkCRLF")->click();
-    EXPECT_FALSE(window.saved());
-    control<QPushButton>("cmdCancel")->click(); // only sets the flag
+TEST_F(ScannerSetup, ChangesStayUnsavedAcrossActivationUntilSaveOrCancel) {
+    window.Load();
+    const auto change = [this] {
+        control<QComboBox>("cmbComPort")->setEditText(" 7");
+        control<QComboBox>("cmbPortSettings")->setEditText("19200,N,8,1");
+        for (const char* box : {"ChRetAsScan", "chkCRLF", "ChAck"})
+            control<QCheckBox>(box)->click();
+    };
+    change();
+    ASSERT_TRUE(testsupport::leaveAndReturn(window));
+    dialogs.answer(platform::Answer::Cancel);
+    window.close();
+    ASSERT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"})
+        << "coming back to the window kept the changes unsaved";
+    EXPECT_EQ(dialogs.messages()[0].buttons, platform::Buttons::YesNoCancel);
+    EXPECT_TRUE(window.isVisible()) << "Cancel stays in the window";
+
+    control<QPushButton>("cmdCancel")->click();
+    EXPECT_EQ(control<QComboBox>("cmbComPort")->currentText(), "1") << "the stored settings";
+    EXPECT_EQ(control<QComboBox>("cmbPortSettings")->currentText(), "9600,N,8,1");
+    EXPECT_TRUE(control<QCheckBox>("chkCRLF")->isChecked());
     EXPECT_TRUE(window.saved());
-    EXPECT_EQ(stored(db(), "ComPort"), "/dev/ttyACM0") << "Cancel writes nothing";
 
-    control<QCheckBox>("ChAck")->click();
+    change();
     dialogs.answer(platform::Answer::Yes);
     window.close();
-    ASSERT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"});
-    EXPECT_EQ(dialogs.messages()[0].buttons, platform::Buttons::YesNo);
-    EXPECT_EQ(stored(db(), "ComPort, PortSetting, RetAsScan, CRLF, ACK"), " 7|19200,N,8,1|0|1|0");
-    EXPECT_EQ(core::shared().ComPort, " 7");
-    EXPECT_FALSE(core::shared().ACK);
-    EXPECT_EQ(main.returns, 2) << "each close hands back to the main window";
+    EXPECT_EQ(stored(db(), "ComPort, PortSetting, RetAsScan, CRLF, ACK"), " 7|19200,N,8,1|1|0|1");
+    EXPECT_TRUE(core::shared().ACK);
 }
 
 // --- the live test over a socat pair ---------------------------------------------------------

@@ -1,3 +1,5 @@
+#include "config/frm_setup.h"
+#include "config/frm_setup_scanner.h"
 #include "core/append_choice.h"
 #include "core/frm_main.h"
 #include "core/shared_state.h"
@@ -12,12 +14,16 @@
 #include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
+#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QPointer>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -154,6 +160,44 @@ TEST(AppendStrings, ChoicesKeepMostRecentlyUsedRanksAndTheTrayListsUpToSix) {
               QStringList({"Tab", "F2", "Nothing", "Unit Tab", "Enter"}));
 }
 
+TEST(AppendStrings, ThePatternChosenInTheMainWindowOrTheTrayIsInUseAfterARestart) {
+    Program program;
+    QComboBox* selector = program.control<QComboBox>("CmbApStr");
+    for (const QString name : {"Unit Tab", "Tab"}) {
+        selector->setCurrentIndex(selector->findText(name));
+        Q_EMIT selector->activated(selector->currentIndex());
+    }
+    const auto afterRestart = [] {
+        frmMain restarted{std::make_unique<testsupport::FakeCommControl>()};
+        restarted.Load();
+        return testsupport::child<QComboBox>(restarted, "CmbApStr")->currentText() + " = " +
+               testsupport::child<QLineEdit>(restarted, "txtAppend")->text();
+    };
+    EXPECT_EQ(afterRestart(), "Tab = <RetVal><TAB>");
+    ASSERT_EQ(program.shownRecent(), QStringList({"Tab*", "Unit Tab"}));
+    program.trayItem("MuAS1")->trigger();
+    EXPECT_EQ(afterRestart(), "Unit Tab = <RetVal><TAB><UoM><TAB>");
+}
+
+TEST(AppendStrings, LongNamesAreElidedAndWidenNoWindowPastTheScreen) {
+    const QString longName = QString("Receiving dock, pallet labels, second shift ").repeated(4);
+    Program program([&](TempProgramFolder& folder) {
+        folder.sql("dbscan.mdb", "INSERT INTO tblAppendStr (Name, String, Use) VALUES ('" +
+                                     longName + "', '<RetVal><F3>', 6)");
+    });
+    const int screen = QGuiApplication::primaryScreen()->availableGeometry().width();
+    EXPECT_LE(program.main.sizeHint().width(), screen);
+    config::frmSetup setup(program.main);
+    setup.Load();
+    EXPECT_LE(setup.sizeHint().width(), screen);
+
+    const QStringList shown = program.shownRecent();
+    ASSERT_EQ(shown.size(), 1);
+    EXPECT_LT(shown[0].size(), longName.size()) << "the tray elides it";
+    program.trayItem("MuAS0")->trigger();
+    EXPECT_EQ(program.control<QLineEdit>("txtAppend")->text(), "<RetVal><F3>");
+}
+
 TEST(Tray, StatusTipAndItemsFollowTheWindowAndTheScannerAndMinimisingHidesInIt) {
     Program program;
     EXPECT_EQ(program.taskbar->status(), frmTaskbar::kStatusOn) << "the start-up status is 0";
@@ -251,4 +295,34 @@ TEST(MainWindowScanning, ButtonCaptionIsTheStateTheTrayFollowsAndWindowsAskToSto
     program.trayItem("MuScanner")->trigger(); // scanning off: no question, and no second window
     EXPECT_EQ(program.dialogs.messages().size(), 2u);
     EXPECT_EQ(openWindows("Orvane Scanner Setup"), 1);
+}
+
+TEST(MainWindowScanning, DoesNotStartWhileASetupWindowIsOpenAndStartsWhenTheLastCloses) {
+    Program program([](TempProgramFolder& folder) {
+        folder.sql("dbscan.mdb", "UPDATE tblSettings SET autostart = 1");
+    });
+    ASSERT_TRUE(program.main.scanning());
+    program.dialogs.answer(platform::Answer::Yes);
+    program.control<QAction>("mnuSettingsScanner")->trigger();
+    program.control<QAction>("mnuFSettings")->trigger();
+    const QPointer scannerSetup = program.main.findChild<config::frmSetupScanner*>();
+    auto* systemSetup = program.main.findChild<config::frmSetup*>();
+    ASSERT_TRUE(scannerSetup && systemSetup && QTest::qWaitForWindowActive(systemSetup));
+
+    ASSERT_TRUE(testsupport::activate(program.main)); // a click on the main window
+    EXPECT_FALSE(program.main.scanning()) << "the scanner setup's Test keeps the port";
+
+    // Exit closes the setup windows first; Cancel at an unsaved change keeps the program.
+    testsupport::child<QCheckBox>(*systemSetup, "chkAutoStart")->click();
+    program.dialogs.answer(platform::Answer::Cancel);
+    program.main.close();
+    EXPECT_TRUE(systemSetup->isVisible() && program.main.isVisible());
+    if (scannerSetup)
+        scannerSetup->close(); // unless Exit closed it already
+    QTest::qWait(20);
+    EXPECT_FALSE(program.main.scanning()) << "the system setup is still open";
+    program.dialogs.answer(platform::Answer::No);
+    systemSetup->close();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return program.main.scanning(); }, 2000))
+        << "the last setup window closed";
 }

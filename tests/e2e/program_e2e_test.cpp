@@ -2,6 +2,7 @@
 // scanning on a socat serial pair into the receiving window and driven by keys typed through
 // XTest, as a user would.
 #include "core/settings.h"
+#include "db/db_test_support.h"
 #include "db/frm_data_entry.h"
 #include "db/shared_server.h"
 #include "platform/send_keys.h"
@@ -81,6 +82,21 @@ protected:
         ASSERT_TRUE(process.waitForStarted(5000));
         ASSERT_TRUE(e2e::pumpUntil([&] { return shown(kMain); }, 20000))
             << "the main window did not appear";
+    }
+
+    // Runs a command of the executable as a scheduled task would (no display), beside the copy
+    // that startProgram started: its status (-1 for a crash) and what it said on standard error.
+    std::pair<int, QString> command(const QString& executable, const QStringList& arguments) {
+        QProcess process;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.remove("DISPLAY");
+        env.insert("XDG_RUNTIME_DIR", dir_.path());
+        env.insert("TMPDIR", dir_.path());
+        process.setProcessEnvironment(env);
+        process.start(executable, arguments);
+        e2e::pumpUntil([&] { return process.state() == QProcess::NotRunning; }, 60000);
+        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+                QString::fromLocal8Bit(process.readAllStandardError())};
     }
 
     QString captionOf(Window window) const {
@@ -251,10 +267,10 @@ TEST_F(ProgramEndToEnd, ScanningRestartsOnlyOnReturnFromItsOwnWindowsWithTheComp
 
     type(kMain, "%e"); // Settings
     type(kMain, "y");  // System: the pattern box has the focus
-    // Empty the pattern, then "Add <RetVal>" and "Commands Codes", reached with Tab.
-    type("Orvane System Setup", "^a{BS}{TAB 4} {TAB 6} ");
-    type("Command Keys", "{TAB} "); // the Tab key, then Send
-    // Back in the setup window: "ok" through "Add This >", a name, "Save/Add to List".
+    // Empty the pattern, "Add <RetVal>" (reached with Tab), then the Tab token typed by hand.
+    // (In Command Keys every key, Space included, picks a key: its Send is clicked.)
+    type("Orvane System Setup", "^a{BS}{TAB 4} <TAB>");
+    // Then "ok" through "Add This >", a name, "Save/Add to List".
     type("Orvane System Setup", "{TAB 2}ok{TAB} +{TAB 3}^aE2E Tab OK{TAB} ");
     type("Orvane System Setup", "%s%o"); // Save, Close: back in the main window
     ASSERT_TRUE(e2e::pumpUntil([&] { return !shown("Orvane System Setup"); }, 10000));
@@ -267,6 +283,38 @@ TEST_F(ProgramEndToEnd, ScanningRestartsOnlyOnReturnFromItsOwnWindowsWithTheComp
                                             "tblSettings s WHERE p.Name = 'E2E Tab OK'"),
               QStringList{"<RetVal><TAB>ok|<RetVal><TAB>ok"})
         << "the named pattern and the one in use are saved";
+}
+
+TEST_F(ProgramEndToEnd, ANightlyBackupRunsWhileTheProgramScansAndCompactWaitsForIt) {
+    testsupport::runSql(database(), dbtest::insertRows(100000, "'S' || i, 'R' || i, 'D' || i, 1"));
+    QProcess running;
+    startProgram(running);
+    e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
+    ASSERT_TRUE(focusWindow(kReceiver));
+
+    const QString nightly = dir_.filePath("nightly.mdb");
+    pair_.writeToPeer("0012345\r\n"); // a scan arrives as the backup starts
+    const auto [status, error] = command(program(), {"backup", nightly});
+    EXPECT_EQ(status, 0) << error.toStdString();
+    EXPECT_EQ(dbtest::integrity(nightly), "ok");
+    EXPECT_EQ(testsupport::rows(nightly, "SELECT COUNT(*) FROM tblCodelink"),
+              QStringList{"100001"});
+    EXPECT_EQ(receiver.waitForEnd(0, "{ENTER}", 20000), "WIDGET-7{TAB}12");
+    EXPECT_EQ(scan(receiver, "S99999"), "R99999{TAB}1") << "scanning went on";
+
+    const auto [ontoItself, itself] = command(program(), {"backup", database()});
+    EXPECT_EQ(ontoItself, 1);
+    EXPECT_TRUE(itself.contains("the program's database itself")) << itself.toStdString();
+    const auto [compacted, refusal] = command(program(), {"compact"});
+    EXPECT_EQ(compacted, 1);
+    EXPECT_TRUE(refusal.contains("Orvane Translator is running on " + dir_.path()))
+        << refusal.toStdString();
+
+    testsupport::TempProgramFolder other; // a copy of the program in another folder
+    ASSERT_TRUE(QFile::copy(ORVANE_EXECUTABLE, other.file("orvane-translator")));
+    EXPECT_EQ(command(other.file("orvane-translator"), {"compact"}).first, 0)
+        << "the copy running here does not concern another folder";
+    e2e::stop(running);
 }
 
 TEST_F(ProgramEndToEnd, TwoWorkstationsShareOneTableOnAServer) {

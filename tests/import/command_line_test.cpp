@@ -2,9 +2,7 @@
 // and import again, lookup, and every kind of bad input with its exit status and no change.
 #include "core/frm_main.h"
 #include "core/program_folder.h"
-#include "core/startup.h"
 #include "db/db_test_support.h"
-#include "platform/single_instance.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
@@ -139,8 +137,19 @@ TEST_F(CommandLine, MaintenanceCommandsRepairADamagedDatabaseSoThatTheProgramSta
         EXPECT_NO_THROW(main.Load()) << "the program starts on the repaired file";
         core::setProgramFolder(QString());
     }
+}
 
-    platform::SingleInstance windowCopy(core::kInstanceKey); // the program is running
-    ASSERT_TRUE(windowCopy.isFirst());
-    expectRefused({"compact"}, "Orvane Translator is running");
+TEST_F(CommandLine, TheWindowCopyWithoutADisplaySaysSoAndPointsAtTheCommands) {
+    QProcess process;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "XDG_SESSION_TYPE"})
+        env.remove(name);
+    process.setProcessEnvironment(env);
+    process.start(dir.filePath("orvane-translator"), {});
+    ASSERT_TRUE(process.waitForFinished(20000));
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << "no abort";
+    EXPECT_EQ(process.exitCode(), 1);
+    const QString error = QString::fromLocal8Bit(process.readAllStandardError());
+    EXPECT_TRUE(error.contains("there is no X display")) << error.toStdString();
+    EXPECT_TRUE(error.contains("orvane-translator --help")) << error.toStdString();
 }

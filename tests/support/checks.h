@@ -5,6 +5,8 @@
 
 #include <QObject>
 #include <QString>
+#include <QTest>
+#include <QWidget>
 
 #include <functional>
 #include <ostream>
@@ -40,6 +42,19 @@ T* child(const QObject& parent, const char* name) {
     if (!found)
         throw std::runtime_error(std::string("no control ") + name);
     return found;
+}
+
+// Shows the window and makes it the active one, as a click into it does.
+inline bool activate(QWidget& window) {
+    window.show();
+    window.activateWindow();
+    return QTest::qWaitForWindowActive(&window);
+}
+
+// The user clicks into another window and then back into this one.
+inline bool leaveAndReturn(QWidget& window) {
+    QWidget other;
+    return activate(other) && activate(window);
 }
 
 } // namespace testsupport
