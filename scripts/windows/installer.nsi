@@ -6,6 +6,8 @@
 ; must stay writable for the user who scans. Installing over an installation replaces the
 ; program and keeps the databases and transltr.ini, which hold the store's data.
 Unicode true
+; The program is 64-bit, and so is the installer: a 64-bit Windows needs nothing more to run it.
+Target amd64-unicode
 !include "MUI2.nsh"
 !include "LogicLib.nsh"
 

@@ -15,13 +15,17 @@
 // Arguments are taken as a type library's dispatcher takes them: coerced to the declared type
 // (VariantChangeType), so that arguments passed in the wrong order fail as they would with the
 // real processor.
+// windows.h first: the COM headers build on it.
+// clang-format off
+#include <windows.h>
+#include <oleauto.h>
+// clang-format on
+
 #include <filesystem>
 #include <fstream>
-#include <oleauto.h>
 #include <sstream>
 #include <string>
 #include <vector>
-#include <windows.h>
 
 namespace {
 

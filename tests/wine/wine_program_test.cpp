@@ -39,10 +39,10 @@ public:
         const bool done = e2e::pumpUntil(
             [&] {
                 text = received().mid(from);
-                return text.endsWith("~");
+                return text.endsWith("{ENTER}");
             },
             timeoutMs);
-        return done ? text.chopped(1) : QStringLiteral("(timed out) ") + text;
+        return done ? text.chopped(7) : QStringLiteral("(timed out) ") + text;
     }
 
 private:

@@ -44,15 +44,15 @@ inline QString packageFile(const QString& name) {
     return windowsBuild() + QStringLiteral("/package/") + name;
 }
 
-// The environment of a Windows program of the build: the package's Qt DLLs and plugins, Qt on
-// its Windows platform, no debug output from Wine.
+// The environment of a Windows program of the build: the package's Qt DLLs and plugins, no
+// debug output from Wine. (Wine hands variables that begin with QT_ to Windows programs only when
+// they are given with a WINE prefix.)
 inline QProcessEnvironment environment() {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("WINEDEBUG", "-all");
     env.insert("WINEDLLOVERRIDES", "mscoree,mshtml=");
     env.insert("WINEPATH", windowsPath(windowsBuild() + "/package"));
-    env.insert("QT_PLUGIN_PATH", windowsPath(windowsBuild() + "/package"));
-    env.remove("QT_QPA_PLATFORM");
+    env.insert("WINEQT_PLUGIN_PATH", windowsPath(windowsBuild() + "/package"));
     return env;
 }
 

@@ -9,8 +9,10 @@
 #include <array>
 
 // windows.h first: the COM headers build on it.
-#include <oleauto.h>
+// clang-format off
 #include <windows.h>
+#include <oleauto.h>
+// clang-format on
 
 namespace platform {
 
