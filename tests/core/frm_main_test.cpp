@@ -3,11 +3,13 @@
 #include "core/shared_state.h"
 #include "platform/database.h"
 #include "platform/send_keys.h"
+#include "platform/serial_device_watch.h"
 #include "shell/frm_taskbar.h"
 #include "support/checks.h"
 #include "support/fake_comm_control.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
+#include "support/socat_pair.h"
 
 #include <QAbstractItemView>
 #include <QAction>
@@ -29,9 +31,13 @@ using testsupport::TempProgramFolder;
 
 namespace {
 
-// A loaded main window with its tray, on a fresh program folder.
+// A loaded main window with its tray, on a fresh program folder; on a fake port, or on the
+// system's serial port (then port is null).
 struct Program {
-    explicit Program(const std::function<void(TempProgramFolder&)>& prepare = {}) {
+    explicit Program(const std::function<void(TempProgramFolder&)>& prepare = {},
+                     bool systemPort = false)
+        : port(systemPort ? nullptr : new testsupport::FakeCommControl)
+        , main(std::unique_ptr<platform::CommControl>(port)) {
         frmTaskbar::setTrayAvailableOverride(true);
         platform::setKeyTyper(&typer);
         if (prepare)
@@ -77,8 +83,8 @@ struct Program {
     TempProgramFolder folder;
     ScriptedDialogs dialogs;
     platform::RecordingTyper typer;
-    testsupport::FakeCommControl* port = new testsupport::FakeCommControl;
-    frmMain main{std::unique_ptr<platform::CommControl>(port)};
+    testsupport::FakeCommControl* port;
+    frmMain main;
     std::unique_ptr<frmTaskbar> taskbar;
 };
 
@@ -199,6 +205,7 @@ TEST(Tray, StatusTipAndItemsFollowTheWindowAndTheScannerAndMinimisingHidesInIt) 
 
 TEST(MainWindowScanning, ButtonCaptionIsTheStateTheTrayFollowsAndWindowsAskToStopIt) {
     Program program;
+    program.folder.writeIni("Timeout=10\r\nAutoReconnect=0\r\n"); // a lost port stops scanning
     QPushButton* scan = program.control<QPushButton>("cmdScan");
     scan->click();
     EXPECT_EQ(scan->text(), "&Stop");
@@ -251,4 +258,42 @@ TEST(MainWindowScanning, ButtonCaptionIsTheStateTheTrayFollowsAndWindowsAskToSto
     program.trayItem("MuScanner")->trigger(); // scanning off: no question, and no second window
     EXPECT_EQ(program.dialogs.messages().size(), 2u);
     EXPECT_EQ(openWindows("Orvane Scanner Setup"), 1);
+}
+
+// Unplugged while scanning: the window says that it waits, with scanning on and no box to click
+// away; plugged back in, scanning goes on by itself. Stop ends a wait. (The notes, the work done
+// while waiting and the keys are checked on the whole program.)
+TEST(MainWindowScanning, AScannerThatGoesAwayIsWaitedForUntilItIsBackOrScanningStops) {
+    testsupport::SocatPair pair;
+    Program program(
+        [&](TempProgramFolder& folder) {
+            folder.sql("dbscan.mdb", "UPDATE tblSettings SET ComPort = '" + pair.port() + "'");
+        },
+        true);
+    frmMain& main = program.main;
+    auto* scan = program.control<QPushButton>("cmdScan");
+    auto* mode = program.control<QLabel>("LbScanMode");
+    const auto waitForMode = [&](const QString& text) {
+        return QTest::qWaitFor([&] { return mode->text() == text; }, 5000);
+    };
+    const QString waiting = "Waiting for the scanner on " + pair.port();
+    scan->click();
+    pair.killPeer();
+    ASSERT_TRUE(waitForMode(waiting));
+    EXPECT_EQ(scan->text(), "&Stop");
+    EXPECT_TRUE(program.dialogs.messages().empty());
+    pair.restart();
+    ASSERT_TRUE(waitForMode("Scanner In Orvane Mode"));
+    EXPECT_TRUE(main.port().portOpen());
+    pair.writeToPeer("999\r\n");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return program.typer.described().size() == 1; }));
+
+    pair.killPeer();
+    ASSERT_TRUE(waitForMode(waiting));
+    scan->click();
+    EXPECT_EQ(mode->text(), "Scanner In Orvane Mode");
+    pair.restart();
+    QTest::qWait(3 * platform::SerialDeviceWatch::kPollInterval.count());
+    EXPECT_FALSE(main.port().portOpen()) << "a stopped wait opens nothing";
+    EXPECT_EQ(scan->text(), "&Start");
 }
