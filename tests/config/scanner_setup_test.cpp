@@ -97,14 +97,14 @@ TEST_F(ScannerSetup, OffersEachDeviceOnceUnderItsStableNameAndEnterAddsNoEntry) 
     testsupport::SocatPair scanner;
     testsupport::SocatPair other;
     QTemporaryDir links;
-    QDir(links.path()).mkpath("by-id");
-    QDir(links.path()).mkpath("by-path");
-    const QString byId = links.filePath("by-id/usb-Orvane_Test_Scanner_0042-if00");
-    const QString scannerSocket = links.filePath("by-path/pci-0000:00:14.0-usb-0:1:1.0");
-    const QString otherSocket = links.filePath("by-path/pci-0000:00:14.0-usb-0:2:1.0");
-    ASSERT_TRUE(QFile::link(scanner.port(), byId));
-    ASSERT_TRUE(QFile::link(scanner.port(), scannerSocket));
-    ASSERT_TRUE(QFile::link(other.port(), otherSocket));
+    const auto link = [&](const testsupport::SocatPair& device, const QString& name) {
+        QDir(links.path()).mkpath(QFileInfo(name).path());
+        EXPECT_TRUE(QFile::link(device.port(), links.filePath(name)));
+        return links.filePath(name);
+    };
+    const QString byId = link(scanner, "by-id/usb-Orvane_Test_Scanner_0042-if00");
+    const QString scannerSocket = link(scanner, "by-path/pci-0000:00:14.0-usb-0:1:1.0");
+    const QString otherSocket = link(other, "by-path/pci-0000:00:14.0-usb-0:2:1.0");
     platform::setSerialLinksFolderOverride(links.path());
     const auto restore = qScopeGuard([] { platform::setSerialLinksFolderOverride(std::nullopt); });
     window.Load();
