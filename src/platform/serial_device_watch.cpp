@@ -12,6 +12,8 @@ SerialDeviceWatch::SerialDeviceWatch(QObject* parent)
 
 SerialDeviceWatch::~SerialDeviceWatch() = default;
 
+// The system's notices are listened to from the first watch on, and ignored between watches:
+// stopping must not end them from inside their own handler.
 void SerialDeviceWatch::watch(const QString& location) {
     location_ = location;
     if (!systemNotices_)
@@ -24,9 +26,6 @@ void SerialDeviceWatch::watch(const QString& location) {
 
 void SerialDeviceWatch::stop() {
     poll_.stop();
-    // Later: this may run inside the notices' own handler.
-    if (systemNotices_)
-        systemNotices_.release()->deleteLater();
 }
 
 void SerialDeviceWatch::look() {

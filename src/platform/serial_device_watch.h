@@ -27,8 +27,7 @@ public:
 
     // location: "/dev/ttyACM0", a stable link such as "/dev/serial/by-id/...", "COM3".
     void watch(const QString& location);
-    // May be called from a handler of mayHaveArrived().
-    void stop();
+    void stop(); // may be called from a handler of mayHaveArrived()
     bool watching() const { return poll_.isActive(); }
 
 Q_SIGNALS:
