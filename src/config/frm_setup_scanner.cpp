@@ -1,6 +1,7 @@
 #include "config/frm_setup_scanner.h"
 
 #include "config/main_window_link.h"
+#include "config/port_choices.h"
 #include "config/setup_window.h"
 #include "core/delivery.h"
 #include "core/ini_file.h"
@@ -10,6 +11,7 @@
 #include "db/db_path.h"
 #include "platform/app_error.h"
 #include "platform/busy_cursor.h"
+#include "platform/comm_settings.h"
 #include "platform/conversions.h"
 #include "platform/dialogs.h"
 #include "platform/error_report.h"
@@ -41,12 +43,14 @@ QPointer<frmSetupScanner>& openWindow() {
     return window;
 }
 
-// The port numbers offered, as the original wrote them: a positive number with a leading blank.
-QStringList portChoices() {
-    QStringList ports;
-    for (int number = 1; number <= 4; ++number)
-        ports << QStringLiteral(" %1").arg(number);
-    return ports;
+// A port number in range, or a device name: whether or not such a device is there.
+bool isPortName(const QString& port) {
+    try {
+        platform::commPortDevice(port);
+        return true;
+    } catch (const platform::AppError&) {
+        return false;
+    }
 }
 
 } // namespace
@@ -81,7 +85,8 @@ frmSetupScanner::~frmSetupScanner() {
 void frmSetupScanner::buildControls() {
     fraSetup = named(new QGroupBox(QStringLiteral("Settings"), this), "fraSetup");
     cmbComPort = named(new QComboBox(fraSetup), "cmbComPort");
-    cmbComPort->setEditable(true); // a device path or a port above 4 is typed
+    cmbComPort->setEditable(true);                    // a device path or a port above 4 is typed
+    cmbComPort->setInsertPolicy(QComboBox::NoInsert); // the list is the system's ports alone
     cmbComPort->setMinimumContentsLength(14);
     cmbPortSettings = named(new QComboBox(fraSetup), "cmbPortSettings");
     cmbPortSettings->setEditable(true);
@@ -157,11 +162,7 @@ void frmSetupScanner::Load() {
         state.RetAsScan = row->RetAsScan;
     }
 
-    cmbComPort->clear();
-    cmbComPort->addItems(portChoices());
-    // The serial devices the system has, so that a user sees which exist.
-    for (const QString& device : platform::availableSerialPorts())
-        cmbComPort->addItem(device);
+    FillPortChoices(*cmbComPort);
     cmbComPort->setEditText(state.ComPort);
     cmbPortSettings->clear();
     cmbPortSettings->addItems({QStringLiteral("9600,E,7,1"), QStringLiteral("9600,N,7,2"),
@@ -268,8 +269,10 @@ void frmSetupScanner::reportStartFailure(const std::exception& error) {
     QString text;
     if (number == platform::err::CommPortAlreadyOpen) {
         text = QStringLiteral("Com Port#") + port + QStringLiteral(" is already open");
-    } else if (number == platform::err::CommInvalidPort) {
+    } else if (number == platform::err::CommInvalidPort && !isPortName(port)) {
         text = QStringLiteral("Com Port#") + port + QStringLiteral(" is not a valid port number");
+    } else if (number == platform::err::CommInvalidPort) {
+        text = appError->description(); // a missing device, told as a start of scanning tells it
     } else {
         text = QStringLiteral("Error # %1\r\n%2")
                    .arg(number)

@@ -43,7 +43,8 @@ void DeliverScan(const QString& scan, platform::Table& codelink, platform::CommC
     double unit = 0;
     const QString value = platform::toText(ReturnValue(codelink, strScan, unit));
     platform::SendKeys(FillTemplate(shared().append, value, unit));
-    if (shared().ACK)
+    // A scanner that went away cannot be acknowledged; its last scan is typed all the same.
+    if (shared().ACK && port.portOpen())
         port.output(QByteArray(1, kAck));
 }
 

@@ -26,7 +26,8 @@ QVariant ReturnValue(platform::Table& codelink, QString& strScan, double& unit);
 // literal. Only the template's own tokens act as keys.
 QString FillTemplate(const QString& appendTemplate, const QString& value, double unit);
 
-// Builds the output for one scan and types it; then, with ACK set, writes 0x06 to the port.
+// Builds the output for one scan and types it; then, with ACK set, writes 0x06 to the port
+// (when it is still open).
 // A Null return value or unit, or output the send-key parser refuses, is an error and nothing is
 // typed or acknowledged.
 void DeliverScan(const QString& scan, platform::Table& codelink, platform::CommControl& port);

@@ -62,6 +62,12 @@ frmMain::frmMain(std::unique_ptr<platform::CommControl> port, QWidget* parent)
     session_ = std::make_unique<ScanSession>(*MSComm1);
     connect(session_.get(), &ScanSession::stateChanged, this,
             platform::guarded([this](bool on) { onScanStateChanged(on); }));
+    connect(session_.get(), &ScanSession::scannerLost, this, platform::guarded([this] {
+                noteScanner(QStringLiteral("Scanner disconnected from %1 \u2014 waiting for it"));
+            }));
+    connect(session_.get(), &ScanSession::scannerBack, this, platform::guarded([this] {
+                noteScanner(QStringLiteral("Scanner connected again on %1"));
+            }));
     connect(session_.get(), &ScanSession::scanRefused, this, [this] {
         if (taskbar_)
             taskbar_->Notify(
@@ -306,6 +312,11 @@ void frmMain::Activate() {
 }
 
 void frmMain::showLbScanMode() {
+    if (session_->waiting()) {
+        LbScanMode->setText(QStringLiteral("Waiting for the scanner on ") +
+                            session_->scannerDevice());
+        return;
+    }
     LbScanMode->setText(shared().RetAsScan ? QStringLiteral("Scanner In Keyboard Wedge Mode")
                                            : QStringLiteral("Scanner In Orvane Mode"));
 }
@@ -334,6 +345,7 @@ void frmMain::cmdScan_Click() {
 // forced by a port that went away.
 void frmMain::onScanStateChanged(bool on) {
     cmdScan->setText(on ? kStop : kStart);
+    showLbScanMode(); // a stop ends a wait for the scanner
     if (on) {
         autostartFailed_ = false;
         setTrayStatus(shared().RetAsScan ? shell::frmTaskbar::kStatusWedge
@@ -343,6 +355,14 @@ void frmMain::onScanStateChanged(bool on) {
     }
     if (taskbar_)
         taskbar_->Modify();
+}
+
+// The scanner went away or came back: the main window says so, and a note tells the user, who
+// most likely has another application in front.
+void frmMain::noteScanner(const QString& text) {
+    showLbScanMode();
+    if (taskbar_)
+        taskbar_->Notify(text.arg(session_->scannerDevice()));
 }
 
 void frmMain::setTrayStatus(int status) {

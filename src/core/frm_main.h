@@ -94,6 +94,7 @@ private:
     bool ownWindowOpen() const;
     void txtAppend_Change(const QString& text);
     void onScanStateChanged(bool on);
+    void noteScanner(const QString& text);
     void setTrayStatus(int status);
     void showLbScanMode();
     void updateMapCaption();

@@ -58,6 +58,13 @@ void ScanFramer::stop() {
     timer_.stop();
 }
 
+void ScanFramer::lineLost(bool lineMode) {
+    if (!lineMode)
+        finishQuietScan();
+    stop();
+    buffer_.clear();
+}
+
 void ScanFramer::receive(bool lineMode) {
     if (!running_ || port_.inBufferCount() < 1)
         return;

@@ -56,6 +56,9 @@ public:
     void start(std::int16_t quietTickMs, bool oneScanPerLine = false);
     void stop();
     bool running() const { return running_; }
+    // The line went away: a quiet-mode scan is as complete as it will get and is handed on; a
+    // line-mode scan without its CR LF never will be, and is dropped. Then as stop().
+    void lineLost(bool lineMode);
 
     // The port's receive event: takes everything waiting and completes what it can.
     void receive(bool lineMode);

@@ -6,11 +6,13 @@
 #include "db/db_path.h"
 #include "platform/app_error.h"
 #include "platform/comm_control.h"
+#include "platform/comm_settings.h"
 #include "platform/conversions.h"
 #include "platform/dialogs.h"
 #include "platform/error_report.h"
 #include "platform/focus.h"
 #include "platform/send_keys.h"
+#include "platform/serial_device.h"
 
 namespace core {
 
@@ -23,6 +25,8 @@ ScanSession::ScanSession(platform::CommControl& port, QObject* parent)
             platform::guarded([this] { framer_.receive(shared().CRLF); }));
     connect(&port_, &platform::CommControl::lost, this,
             platform::guarded([this](const QString& description) { onPortLost(description); }));
+    connect(&watch_, &platform::SerialDeviceWatch::mayHaveArrived, this,
+            platform::guarded([this] { reopen(); }));
 }
 
 ScanSession::~ScanSession() {
@@ -33,7 +37,6 @@ void ScanSession::start() {
     SharedState& state = shared();
     state.blnTesting = false;
     state.strScanBuffer.clear();
-    bool oneScanPerLine = false;
     try {
         database_.emplace(platform::Database::open(db::GetDbPath()));
         codelink_.emplace(database_->openTable(QStringLiteral("tblCodelink")));
@@ -41,17 +44,20 @@ void ScanSession::start() {
         state.intTimeout = GetIniNumber(QStringLiteral("Timeout"));
         platform::keyTyper().setKeyDelay(
             std::max<int>(0, GetIniNumber(QStringLiteral("KeyDelay"))));
-        oneScanPerLine = GetIniNumber(QStringLiteral("OneScanPerLine")) != 0;
+        oneScanPerLine_ = GetIniNumber(QStringLiteral("OneScanPerLine")) != 0;
+        const QString autoReconnect = GetIniValue(QStringLiteral("AutoReconnect"));
+        autoReconnect_ = autoReconnect.isEmpty() || platform::val(autoReconnect) != 0;
         OpenScannerPort(port_, state.PortSetting, state.ComPort);
     } catch (...) {
         closeTranslationTable();
         throw;
     }
-    framer_.start(state.intTimeout, oneScanPerLine);
+    framer_.start(state.intTimeout, oneScanPerLine_);
     Q_EMIT stateChanged(true);
 }
 
 void ScanSession::stop() {
+    watch_.stop();
     shared().blnTesting = false;
     framer_.stop();
     closeTranslationTable();
@@ -98,15 +104,44 @@ void ScanSession::deliver(const QString& scan) {
     });
 }
 
+QString ScanSession::scannerDevice() const {
+    return platform::serialDeviceLocation(platform::commPortDevice(port_.commPort()));
+}
+
+// The port is closed by now. What the scanner sent before it went has been delivered (a quiet-mode
+// scan is complete now); a scan cut off by the loss is dropped, never joined to one sent after.
 void ScanSession::onPortLost(const QString& description) {
-    if (!isOn())
+    if (!isOn() || waiting())
         return;
+    if (autoReconnect_) {
+        framer_.lineLost(shared().CRLF);
+        watch_.watch(scannerDevice());
+        Q_EMIT scannerLost();
+        return;
+    }
     const QString port = shared().ComPort;
     stop();
     platform::msgBox(PortLostText(port, description) +
                          QStringLiteral("\r\nScanning has been stopped. Start it again when the "
                                         "scanner is back."),
                      platform::Buttons::Ok, platform::Icon::Critical);
+}
+
+// The same settings as at the start; they cannot have changed, as every window that changes them
+// stops scanning first.
+void ScanSession::reopen() {
+    if (!waiting())
+        return;
+    const SharedState& state = shared();
+    try {
+        OpenScannerPort(port_, state.PortSetting, state.ComPort);
+    } catch (const platform::AppError&) {
+        return; // not back yet, or not ready (still being set up, or probed by another program)
+    }
+    watch_.stop();
+    shared().strScanBuffer.clear();
+    framer_.start(state.intTimeout, oneScanPerLine_);
+    Q_EMIT scannerBack();
 }
 
 } // namespace core

@@ -41,13 +41,19 @@ bool setStopBits(QSerialPort& port, StopBits bits) {
     return port.setStopBits(QSerialPort::TwoStop);
 }
 
+// A name that is no device now is most often a scanner that is unplugged, or the port of another.
+AppError noSuchDevice(const QString& device, const QString& reason) {
+    return AppError(err::CommInvalidPort,
+                    QStringLiteral("There is no serial device %1 (%2). Check that the scanner is "
+                                   "plugged in and that this is its port.")
+                        .arg(device, reason));
+}
+
 AppError openFailure(const QSerialPort& port) {
     const QString device = port.portName();
     switch (port.error()) {
     case QSerialPort::DeviceNotFoundError:
-        return AppError(err::CommInvalidPort,
-                        QStringLiteral("Invalid port number: there is no serial device %1 (%2)")
-                            .arg(device, port.errorString()));
+        return noSuchDevice(device, port.errorString());
     case QSerialPort::PermissionError: // a lock file of another program, or Windows' own lock
         return AppError(err::CommPortAlreadyOpen,
                         QStringLiteral("Port already open: %1 is in use elsewhere (%2)")
@@ -59,18 +65,46 @@ AppError openFailure(const QSerialPort& port) {
     }
 }
 
+// Maker, product and serial number, as far as the system knows them. Windows' product names
+// often start with the maker's name already.
+QString describeDevice(const QSerialPortInfo& info) {
+    QStringList words;
+    if (!info.description().contains(info.manufacturer(), Qt::CaseInsensitive))
+        words << info.manufacturer();
+    words << info.description();
+    words.removeAll(QString());
+    QString label = words.join(u' ');
+    if (!info.serialNumber().isEmpty())
+        label += (label.isEmpty() ? QString() : QStringLiteral(", ")) +
+                 QStringLiteral("serial number ") + info.serialNumber();
+    return label;
+}
+
 } // namespace
 
-QStringList availableSerialPorts() {
-    QStringList ports;
-    for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts()) {
+QList<SerialPortChoice> availableSerialPorts() {
+    const QList<QSerialPortInfo> infos = QSerialPortInfo::availablePorts();
+    QList<SerialPortChoice> choices;
+    QStringList linked;
+    for (const SerialDeviceLink& link : stableSerialDeviceLinks()) {
+        const auto info = std::find_if(infos.begin(), infos.end(), [&](const QSerialPortInfo& i) {
+            return i.systemLocation() == link.device;
+        });
+        const QString known = info == infos.end() ? QString() : describeDevice(*info);
+        const QString now = QStringLiteral("(%1)").arg(link.device);
+        choices.append({link.link, known.isEmpty() ? now : known + u' ' + now});
+        linked << link.device;
+    }
+    for (const QSerialPortInfo& info : infos) {
+        if (linked.contains(info.systemLocation()))
+            continue;
 #ifdef Q_OS_WIN
-        ports << info.portName();
+        choices.append({info.portName(), describeDevice(info)});
 #else
-        ports << info.systemLocation();
+        choices.append({info.systemLocation(), describeDevice(info)});
 #endif
     }
-    return ports;
+    return choices;
 }
 
 SerialCommControl::SerialCommControl(QObject* parent)
@@ -220,9 +254,7 @@ SerialDeviceClaim SerialCommControl::claimDevice(const QString& location) const 
     case Status::Claimed:
         return claim;
     case Status::NoSuchDevice:
-        throw AppError(err::CommInvalidPort,
-                       QStringLiteral("Invalid port number: there is no serial device %1 (%2)")
-                           .arg(location, claim.reason()));
+        throw noSuchDevice(location, claim.reason());
     case Status::NotSerial:
         throw AppError(
             err::CommInvalidPort,

@@ -12,9 +12,16 @@
 
 namespace platform {
 
-// The serial devices the system has now, as a user types them into a port setting
-// ("/dev/ttyUSB0" on Linux, "COM3" on Windows), in the system's order.
-QStringList availableSerialPorts();
+// A serial device the system has, as a port setting names it, with what the system knows of it.
+struct SerialPortChoice {
+    QString port;  // "/dev/serial/by-id/usb-Maker_Scanner_0042-if00", "/dev/ttyS0", "COM3"
+    QString label; // "Maker Scanner, serial number 0042 (/dev/ttyACM0)"; may be empty
+};
+
+// The serial devices the system has now: first those with a stable name (stableSerialDeviceLinks,
+// labelled with the device the name points at now), then the others under their own names
+// ("/dev/ttyS0" on Linux, "COM3" on Windows), in the system's order.
+QList<SerialPortChoice> availableSerialPorts();
 
 // The serial port the scanner is wired to, over QSerialPort.
 //

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QList>
 #include <QString>
 #include <QtGlobal>
+
+#include <optional>
 
 // What differs between systems in reaching a serial device: how ports are named, and how a port
 // is held for one user and watched for going away. Implemented per system in x11/ (Linux and
@@ -15,6 +18,26 @@ QString serialPortForNumber(int number);
 // Where a device name is found: "ttyUSB0" is "/dev/ttyUSB0" on Linux (as QSerialPort reads it);
 // paths and Windows names stay as they are.
 QString serialDeviceLocation(const QString& name);
+
+// Whether the device is there now: on Linux its path exists (a link counts when what it points
+// at exists), on Windows the system knows the name. Cheap enough to ask several times a second.
+bool serialDeviceExists(const QString& location);
+
+// A stable name of a serial device, and the device it points at now.
+struct SerialDeviceLink {
+    QString link;   // "/dev/serial/by-id/usb-Maker_Scanner_0042-if00"
+    QString device; // "/dev/ttyACM0"
+};
+
+// The stable names the system keeps for its serial devices, one per device. On Linux these are
+// udev's links in /dev/serial: by-id (maker, product and serial number: the name follows the
+// device to any USB socket) where the device has one, else by-path (the USB socket: for devices
+// without a serial number). Windows keeps a device's COM number by itself, so there the list is
+// empty.
+QList<SerialDeviceLink> stableSerialDeviceLinks();
+
+// Tests point the search for stable names at a folder of their own instead of /dev/serial.
+void setSerialLinksFolderOverride(std::optional<QString> folder);
 
 // An exclusive claim on a serial device for the time a port is open. On Linux the claim is a
 // lock on the device itself, taken before the port is opened: lock files alone miss a second

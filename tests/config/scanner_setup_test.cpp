@@ -3,15 +3,21 @@
 #include "config_test_support.h"
 #include "core/shared_state.h"
 #include "platform/serial_comm_control.h"
+#include "platform/serial_device.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 #include "support/socat_pair.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScopeGuard>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -50,7 +56,6 @@ TEST_F(ScannerSetup, ShowsTheStoredRowSavesItAsTypedAndAsksOnCloseOnlyAfterAChan
     window.Load();
     auto* ports = control<QComboBox>("cmbComPort");
     EXPECT_EQ(items(ports).mid(0, 4), QStringList({" 1", " 2", " 3", " 4"}));
-    EXPECT_EQ(items(ports).mid(4), platform::availableSerialPorts());
     EXPECT_EQ(ports->currentText(), "/dev/ttyACM0");
     EXPECT_EQ(items(control<QComboBox>("cmbPortSettings")),
               QStringList({"9600,E,7,1", "9600,N,7,2", "9600,N,8,1", "4800,N,8,2"}));
@@ -95,6 +100,43 @@ TEST_F(ScannerSetup, ChangesStayUnsavedAcrossActivationUntilSaveOrCancel) {
     window.close();
     EXPECT_EQ(stored(db(), "ComPort, PortSetting, RetAsScan, CRLF, ACK"), " 7|19200,N,8,1|1|0|1");
     EXPECT_TRUE(core::shared().ACK);
+}
+
+// Two devices made for the test (pseudo terminals) with stable names as udev makes them: the
+// scanner with an id link and a socket link, the other with a socket link only. Each device is
+// offered once, under its most stable name, labelled with the device the name points at now.
+TEST_F(ScannerSetup, OffersEachDeviceOnceUnderItsStableNameAndEnterAddsNoEntry) {
+    testsupport::SocatPair scanner;
+    testsupport::SocatPair other;
+    QTemporaryDir links;
+    const auto link = [&](const testsupport::SocatPair& device, const QString& name) {
+        QDir(links.path()).mkpath(QFileInfo(name).path());
+        EXPECT_TRUE(QFile::link(device.port(), links.filePath(name)));
+        return links.filePath(name);
+    };
+    const QString byId = link(scanner, "by-id/usb-Orvane_Test_Scanner_0042-if00");
+    const QString scannerSocket = link(scanner, "by-path/pci-0000:00:14.0-usb-0:1:1.0");
+    const QString otherSocket = link(other, "by-path/pci-0000:00:14.0-usb-0:2:1.0");
+    platform::setSerialLinksFolderOverride(links.path());
+    const auto restore = qScopeGuard([] { platform::setSerialLinksFolderOverride(std::nullopt); });
+    window.Load();
+
+    auto* ports = control<QComboBox>("cmbComPort");
+    EXPECT_EQ(items(ports).mid(4, 2), QStringList({byId, otherSocket}));
+    EXPECT_FALSE(items(ports).contains(scannerSocket));
+    EXPECT_EQ(ports->itemData(4, Qt::ToolTipRole).toString(),
+              "(" + QFileInfo(scanner.port()).canonicalFilePath() + ")");
+
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    QWidget* focus = QApplication::focusWidget();
+    ASSERT_TRUE(focus == ports || ports->isAncestorOf(focus)) << "the port box has the focus";
+    const int count = ports->count();
+    QTest::keyClick(focus, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClicks(focus, "/dev/ttyUSB7");
+    QTest::keyClick(focus, Qt::Key_Return);
+    EXPECT_EQ(ports->currentText(), "/dev/ttyUSB7");
+    EXPECT_EQ(ports->count(), count);
 }
 
 // --- the live test over a socat pair ---------------------------------------------------------
@@ -183,15 +225,20 @@ TEST_F(LiveTest, PortErrorsAreToldWithThePortAsTyped) {
     }
     control<QComboBox>("cmbComPort")->setEditText(" 300");
     control<QPushButton>("cmdTest")->click();
+    control<QComboBox>("cmbComPort")->setEditText(folder.file("ttyACM9")); // unplugged
+    control<QPushButton>("cmdTest")->click();
     control<QComboBox>("cmbComPort")->setEditText(pair.port());
     control<QComboBox>("cmbPortSettings")->setEditText("9600,X,8,1");
     control<QPushButton>("cmdTest")->click();
 
-    ASSERT_EQ(dialogs.messages().size(), 3u);
+    ASSERT_EQ(dialogs.messages().size(), 4u);
     EXPECT_EQ(dialogs.messages()[0].text, "Com Port#" + pair.port() + " is already open");
     EXPECT_EQ(dialogs.messages()[0].icon, platform::Icon::Critical);
     EXPECT_EQ(dialogs.messages()[1].text, "Com Port# 300 is not a valid port number");
-    EXPECT_TRUE(dialogs.messages()[2].text.startsWith("Error # 380\r\n"));
+    EXPECT_TRUE(dialogs.messages()[2].text.startsWith("There is no serial device " +
+                                                      folder.file("ttyACM9") + " ("))
+        << dialogs.messages()[2].text.toStdString();
+    EXPECT_TRUE(dialogs.messages()[3].text.startsWith("Error # 380\r\n"));
     EXPECT_EQ(control<QPushButton>("cmdTest")->text(), "&Test");
     EXPECT_FALSE(window.port().portOpen());
 }

@@ -5,11 +5,13 @@
 #include "core/shared_state.h"
 #include "platform/database.h"
 #include "platform/send_keys.h"
+#include "platform/serial_device_watch.h"
 #include "shell/frm_taskbar.h"
 #include "support/checks.h"
 #include "support/fake_comm_control.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
+#include "support/socat_pair.h"
 
 #include <QAbstractItemView>
 #include <QAction>
@@ -35,9 +37,13 @@ using testsupport::TempProgramFolder;
 
 namespace {
 
-// A loaded main window with its tray, on a fresh program folder.
+// A loaded main window with its tray, on a fresh program folder; on a fake port, or on the
+// system's serial port (then port is null).
 struct Program {
-    explicit Program(const std::function<void(TempProgramFolder&)>& prepare = {}) {
+    explicit Program(const std::function<void(TempProgramFolder&)>& prepare = {},
+                     bool systemPort = false)
+        : port(systemPort ? nullptr : new testsupport::FakeCommControl)
+        , main(std::unique_ptr<platform::CommControl>(port)) {
         frmTaskbar::setTrayAvailableOverride(true);
         platform::setKeyTyper(&typer);
         if (prepare)
@@ -83,8 +89,8 @@ struct Program {
     TempProgramFolder folder;
     ScriptedDialogs dialogs;
     platform::RecordingTyper typer;
-    testsupport::FakeCommControl* port = new testsupport::FakeCommControl;
-    frmMain main{std::unique_ptr<platform::CommControl>(port)};
+    testsupport::FakeCommControl* port;
+    frmMain main;
     std::unique_ptr<frmTaskbar> taskbar;
 };
 
@@ -243,6 +249,7 @@ TEST(Tray, StatusTipAndItemsFollowTheWindowAndTheScannerAndMinimisingHidesInIt) 
 
 TEST(MainWindowScanning, ButtonCaptionIsTheStateTheTrayFollowsAndWindowsAskToStopIt) {
     Program program;
+    program.folder.writeIni("Timeout=10\r\nAutoReconnect=0\r\n"); // a lost port stops scanning
     QPushButton* scan = program.control<QPushButton>("cmdScan");
     scan->click();
     EXPECT_EQ(scan->text(), "&Stop");
@@ -325,4 +332,29 @@ TEST(MainWindowScanning, DoesNotStartWhileASetupWindowIsOpenAndStartsWhenTheLast
     systemSetup->close();
     EXPECT_TRUE(QTest::qWaitFor([&] { return program.main.scanning(); }, 2000))
         << "the last setup window closed";
+}
+
+// Unplugged while scanning: the window says that it waits, with scanning on and no box to click
+// away; Stop ends the wait. (Scanning again, the notes and the work done while waiting are
+// checked on the whole program.)
+TEST(MainWindowScanning, AScannerThatGoesAwayIsWaitedForUntilScanningStops) {
+    testsupport::SocatPair pair;
+    Program program(
+        [&](TempProgramFolder& folder) {
+            folder.sql("dbscan.mdb", "UPDATE tblSettings SET ComPort = '" + pair.port() + "'");
+        },
+        true);
+    auto* scan = program.control<QPushButton>("cmdScan");
+    auto* mode = program.control<QLabel>("LbScanMode");
+    scan->click();
+    pair.killPeer();
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return mode->text() == "Waiting for the scanner on " + pair.port(); }, 5000));
+    EXPECT_EQ(scan->text(), "&Stop");
+    EXPECT_TRUE(program.dialogs.messages().empty());
+    scan->click();
+    EXPECT_EQ(mode->text(), "Scanner In Orvane Mode");
+    pair.restart();
+    QTest::qWait(3 * platform::SerialDeviceWatch::kPollInterval.count());
+    EXPECT_FALSE(program.main.port().portOpen()) << "a stopped wait opens nothing";
 }

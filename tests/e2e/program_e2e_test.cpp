@@ -22,6 +22,9 @@
 
 #include <gtest/gtest.h>
 #include <memory>
+#include <set>
+#include <unistd.h>
+#include <vector>
 
 // Last: Xlib defines macros (None, Bool, Status) that other headers use as names.
 #include <X11/Xlib.h>
@@ -99,32 +102,48 @@ protected:
                 QString::fromLocal8Bit(process.readAllStandardError())};
     }
 
+    // The caption as _NET_WM_NAME holds it, in UTF-8 (WM_NAME holds characters beyond Latin-1,
+    // such as a dash, in another encoding); empty for none.
     QString captionOf(Window window) const {
-        char* name = nullptr;
-        XFetchName(x_, window, &name);
-        const QString caption = QString::fromUtf8(name); // empty for none
-        XFree(name);
+        Atom type = 0;
+        int format = 0;
+        unsigned long length = 0;
+        unsigned long after = 0;
+        unsigned char* name = nullptr;
+        XGetWindowProperty(x_, window, XInternAtom(x_, "_NET_WM_NAME", False), 0, 1024, False,
+                           XInternAtom(x_, "UTF8_STRING", False), &type, &format, &length, &after,
+                           &name);
+        const QString caption =
+            QString::fromUtf8(reinterpret_cast<const char*>(name), static_cast<qsizetype>(length));
+        if (name)
+            XFree(name);
         return caption;
     }
 
-    // The shown top-level window with this caption (without a window manager, a child of the
-    // root window), or 0.
-    Window topLevel(const QString& caption) const {
+    // The shown top-level windows with this caption (without a window manager, children of the
+    // root window).
+    std::vector<Window> topLevels(const QString& caption) const {
         Window root = 0;
         Window parent = 0;
         Window* windows = nullptr;
         unsigned count = 0;
-        Window found = 0;
+        std::vector<Window> found;
         if (XQueryTree(x_, DefaultRootWindow(x_), &root, &parent, &windows, &count))
-            for (unsigned i = 0; i < count && !found; ++i) {
+            for (unsigned i = 0; i < count; ++i) {
                 XWindowAttributes attributes{};
                 if (XGetWindowAttributes(x_, windows[i], &attributes) &&
                     attributes.map_state == IsViewable && captionOf(windows[i]) == caption)
-                    found = windows[i];
+                    found.push_back(windows[i]);
             }
         if (windows)
             XFree(windows);
         return found;
+    }
+
+    // The shown top-level window with this caption, or 0.
+    Window topLevel(const QString& caption) const {
+        const std::vector<Window> found = topLevels(caption);
+        return found.empty() ? 0 : found.front();
     }
 
     bool shown(const QString& caption) const { return topLevel(caption) != 0; }
@@ -181,12 +200,50 @@ protected:
         return receiver.waitForEnd(from, "{ENTER}", 20000);
     }
 
+    // The notes of a scanner that went away and came back (windows, as Xvfb has no tray).
+    static QString lostNote(const QString& device) {
+        return "Scanner disconnected from " + device + " \u2014 waiting for it";
+    }
+    static QString backNote(const QString& device) {
+        return "Scanner connected again on " + device;
+    }
+
+    // Unplugs the scanner (socat ends), and waits for the program's note that it waits.
+    void unplug(const QString& device) {
+        pair_.killPeer();
+        ASSERT_TRUE(e2e::pumpUntil([&] { return shown(lostNote(device)); }, 5000)) << "no note";
+    }
+
+    // The scanner is back: within 1.5 s the program says so, and the next 20 scans arrive as keys
+    // and are acknowledged.
+    void expectScanningResumes(const e2e::KeyReceiver& receiver, const QString& device) {
+        QElapsedTimer elapsed;
+        elapsed.start();
+        EXPECT_TRUE(e2e::pumpUntil([&] { return shown(backNote(device)); }, 1500))
+            << "not scanning again after " << elapsed.elapsed() << " ms";
+        for (int i = 0; i < 20; ++i)
+            ASSERT_EQ(scan(receiver, "0012345"), "WIDGET-7{TAB}12") << "scan " << i;
+        EXPECT_EQ(pair_.readFromPeer(21, std::chrono::milliseconds(500)), QByteArray(20, '\x06'));
+    }
+
     static inline std::unique_ptr<e2e::XvfbDisplay> display_;
     QTemporaryDir dir_;
     testsupport::SocatPair pair_;
     std::unique_ptr<platform::KeyTyper> typer_;
     static inline Display* x_ = nullptr; // for finding, focusing and clicking windows
 };
+
+// The CPU time (user and system) a process has used so far, from /proc.
+std::chrono::milliseconds cpuTime(qint64 pid) {
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray line = stat.readAll();
+    // After the command name in parentheses: the state, ten fields, then utime and stime in ticks.
+    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+    const long ticks = fields.value(11).toLong() + fields.value(12).toLong();
+    return std::chrono::milliseconds(ticks * 1000 / ::sysconf(_SC_CLK_TCK));
+}
 
 } // namespace
 
@@ -362,4 +419,52 @@ TEST_F(ProgramEndToEnd, TwoWorkstationsShareOneTableOnAServer) {
         << "no scan is lost: " << receiver.received().mid(from).count("FROM-OTHER");
     EXPECT_EQ(scan(receiver, "c19999"), "ITEM-19999{TAB}1");
     e2e::stop(first);
+}
+
+// The scanner unplugged while scanning (socat ends) and plugged back in (socat again under the
+// same link names): one note, next to no work while it is gone, and scanning again by itself.
+// The port is a stable name, as udev keeps one, so the scanner is found again when it comes back
+// as another device (ttyACM1 after ttyACM0). Stop while it is gone ends the wait.
+TEST_F(ProgramEndToEnd, AScannerPluggedBackInScansAgainByItselfAndStopEndsTheWait) {
+    const QString stable = dir_.filePath("usb-Orvane_Scanner_0042-if00");
+    ASSERT_TRUE(QFile::link(pair_.port(), stable));
+    testsupport::runSql(database(), "UPDATE tblSettings SET ACK = 1, ComPort = '" + stable + "'");
+    QProcess program;
+    startProgram(program);
+    e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
+    EXPECT_EQ(scan(receiver, "0012345"), "WIDGET-7{TAB}12");
+    EXPECT_EQ(pair_.readFromPeer(1), QByteArray(1, '\x06'));
+
+    ASSERT_NO_FATAL_FAILURE(unplug(stable));
+    std::set<Window> notes;
+    QElapsedTimer wall;
+    wall.start();
+    const std::chrono::milliseconds cpuBefore = cpuTime(program.processId());
+    for (int i = 0; i < 100; ++i) { // 5 s
+        for (Window note : topLevels(lostNote(stable)))
+            notes.insert(note);
+        e2e::pumpUntil([] { return false; }, 50);
+    }
+    const std::chrono::milliseconds cpu = cpuTime(program.processId()) - cpuBefore;
+    EXPECT_LT(cpu.count() * 100, wall.elapsed()) << cpu.count() << " ms of CPU time while gone";
+    EXPECT_EQ(notes.size(), 1u) << "one note";
+    pair_.restart();
+    ASSERT_NO_FATAL_FAILURE(expectScanningResumes(receiver, stable));
+
+    ASSERT_NO_FATAL_FAILURE(unplug(stable));
+    pair_.restart("ttyACM1");
+    ASSERT_TRUE(QFile::remove(stable) && QFile::link(pair_.port(), stable)); // as udev moves it
+    ASSERT_NO_FATAL_FAILURE(expectScanningResumes(receiver, stable));
+
+    ASSERT_NO_FATAL_FAILURE(unplug(stable));
+    type(kMain, "%s"); // Stop
+    ASSERT_TRUE(focusWindow(kReceiver));
+    pair_.restart("ttyACM1");
+    e2e::pumpUntil([&] { return shown(backNote(stable)); }, 1500);
+    EXPECT_FALSE(shown(backNote(stable))) << "Stop ended the wait";
+    const qsizetype typed = receiver.received().size();
+    pair_.writeToPeer("0012345\r\n");
+    EXPECT_TRUE(pair_.readFromPeer(1, std::chrono::milliseconds(1000)).isEmpty());
+    EXPECT_EQ(receiver.received().size(), typed);
+    e2e::stop(program);
 }

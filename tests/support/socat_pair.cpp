@@ -8,6 +8,7 @@
 #include <QThread>
 
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <poll.h>
 #include <stdexcept>
@@ -47,20 +48,23 @@ void SocatPair::start() {
     const QString program = QStandardPaths::findExecutable("socat");
     if (program.isEmpty())
         fail("socat is not installed");
-    socat_.start(program, {"pty,raw,echo=0,link=" + port(), "pty,raw,echo=0,link=" + peer()});
+    const QString making = port() + ".making";
+    socat_.start(program, {"pty,raw,echo=0,link=" + making, "pty,raw,echo=0,link=" + peer()});
     if (!socat_.waitForStarted())
         fail("cannot start socat: " + socat_.errorString());
     const QDeadlineTimer deadline(kDefaultTimeout);
     // exists() follows the links, so a stale one from an earlier run does not count.
-    while (!(QFileInfo::exists(port()) && QFileInfo::exists(peer()))) {
+    while (!(QFileInfo::exists(making) && QFileInfo::exists(peer()))) {
         if (deadline.hasExpired() || socat_.state() == QProcess::NotRunning)
             fail("socat made no links: " + QString::fromLocal8Bit(socat_.readAllStandardError()));
         QThread::msleep(kPollSliceMs);
     }
     // Opened now, before the code under test opens the port and makes it exclusive (TIOCEXCL):
     // afterwards only this descriptor can still read the line settings.
-    portWatchFd_ = openEnd(port(), O_RDONLY | O_NONBLOCK);
+    portWatchFd_ = openEnd(making, O_RDONLY | O_NONBLOCK);
     peerFd_ = openEnd(peer(), O_RDWR); // blocking: a write returns once all of it is taken
+    if (::rename(QFile::encodeName(making).constData(), QFile::encodeName(port()).constData()) != 0)
+        fail("cannot name the port's link " + port() + ": " + qt_error_string(errno));
 }
 
 void SocatPair::killPeer() {
@@ -71,15 +75,17 @@ void SocatPair::killPeer() {
     }
     if (socat_.state() == QProcess::NotRunning)
         return;
-    socat_.terminate(); // socat removes its links on SIGTERM
+    QFile::remove(port()); // socat would remove it under the name it made it with
+    socat_.terminate();    // socat removes its other link on SIGTERM
     if (!socat_.waitForFinished(static_cast<int>(kDefaultTimeout.count()))) {
         socat_.kill();
         socat_.waitForFinished();
     }
 }
 
-void SocatPair::restart() {
+void SocatPair::restart(const QString& portName) {
     killPeer();
+    portName_ = portName;
     start();
 }
 

@@ -26,13 +26,16 @@ public:
     SocatPair(const SocatPair&) = delete;
     SocatPair& operator=(const SocatPair&) = delete;
 
-    QString port() const { return dir_.filePath("ttyScanPort"); }
+    QString port() const { return dir_.filePath(portName_); }
     QString peer() const { return dir_.filePath("ttyScanPeer"); }
 
     // Ends socat: both pseudo terminals vanish, as a pulled USB adapter would, and the links go.
     void killPeer();
-    // A fresh pair under the same two links (the devices behind them are new ones).
-    void restart();
+    // A fresh pair (the devices behind the links are new ones), its port under the link name
+    // given ("ttyScanPort" at first): the same as before, or another, as when a USB scanner comes
+    // back as ttyACM1. The port's link appears only once both ends are open here, so that code
+    // waiting for the port cannot open it (and make it exclusive) first.
+    void restart(const QString& portName = QStringLiteral("ttyScanPort"));
 
     // The far end. Bytes are written whole (a write waits while the line is full), or
     // std::runtime_error is thrown.
@@ -54,6 +57,7 @@ private:
     void start();
 
     QTemporaryDir dir_;
+    QString portName_ = QStringLiteral("ttyScanPort");
     QProcess socat_;
     int peerFd_ = -1;
     int portWatchFd_ = -1; // see portLineSettings()

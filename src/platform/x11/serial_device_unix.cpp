@@ -1,6 +1,8 @@
 #include "platform/serial_device.h"
 
+#include <QDir>
 #include <QFile>
+#include <QSet>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -12,6 +14,8 @@
 namespace platform {
 
 namespace {
+
+std::optional<QString> g_linksFolder;
 
 SerialDeviceClaim::Status statusOfOpenError(int error) {
     switch (error) {
@@ -42,6 +46,33 @@ QString serialDeviceLocation(const QString& name) {
     const bool isPath = name.startsWith(u'/') || name.startsWith(QLatin1String("./")) ||
                         name.startsWith(QLatin1String("../"));
     return isPath ? name : QStringLiteral("/dev/") + name;
+}
+
+bool serialDeviceExists(const QString& location) {
+    return ::access(QFile::encodeName(location).constData(), F_OK) == 0; // follows links
+}
+
+QList<SerialDeviceLink> stableSerialDeviceLinks() {
+    const QDir root(g_linksFolder.value_or(QStringLiteral("/dev/serial")));
+    QList<SerialDeviceLink> links;
+    QSet<QString> devices;
+    // by-id first: its names stay with the device when it moves to another socket.
+    for (const char* kind : {"by-id", "by-path"}) {
+        const QDir folder(root.filePath(QLatin1String(kind)));
+        for (const QFileInfo& entry : folder.entryInfoList(
+                 QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot, QDir::Name)) {
+            const QString device = entry.canonicalFilePath(); // empty for a dangling link
+            if (device.isEmpty() || devices.contains(device))
+                continue;
+            devices.insert(device);
+            links.append({entry.absoluteFilePath(), device});
+        }
+    }
+    return links;
+}
+
+void setSerialLinksFolderOverride(std::optional<QString> folder) {
+    g_linksFolder = std::move(folder);
 }
 
 SerialDeviceClaim SerialDeviceClaim::claim(const QString& location) {
