@@ -21,9 +21,12 @@
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScopeGuard>
+#include <QSqlDatabase>
+#include <QVBoxLayout>
 
 namespace config {
 
@@ -74,9 +77,23 @@ void frmSetup::buildControls() {
     TxtDBLocation->setMinimumWidth(
         TxtDBLocation->fontMetrics().horizontalAdvance(QString(36, u'x')));
     CmdBrowse = named(new QPushButton(QStringLiteral("Browse"), FrameDBPath), "CmdBrowse");
-    auto* location = new QHBoxLayout(FrameDBPath);
+    auto* location = new QHBoxLayout;
     location->addWidget(TxtDBLocation, 1);
     location->addWidget(CmdBrowse);
+    auto* frame = new QVBoxLayout(FrameDBPath);
+    frame->addLayout(location);
+    // Without PostgreSQL support (the Windows build) only database files can be shared: said
+    // where the location is typed, before a server's address is refused.
+    if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QPSQL"))) {
+        auto* filesOnly = named(new QLabel(QStringLiteral("This build of Orvane Translator shares "
+                                                          "database files only (a dbscan.mdb on a "
+                                                          "network share); it cannot reach a "
+                                                          "PostgreSQL server."),
+                                           FrameDBPath),
+                                "lblFilesOnly");
+        filesOnly->setWordWrap(true);
+        frame->addWidget(filesOnly);
+    }
     auto* settings = new QFormLayout(fraSetup);
     settings->addRow(QStringLiteral("Accounting Systems:"), cmbAccSystem);
     settings->addRow(chkAutoStart);

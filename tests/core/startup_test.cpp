@@ -61,7 +61,7 @@ TEST(StartUp, ADatabaseThatCannotBeUsedEndsTheStartWithOneMessageNamingItAndAWay
     testsupport::TempProgramFolder locked;
     {
         const dbtest::ShortBusyTimeout fast;
-        const dbtest::ShellLock lock(locked.file("dbscan.mdb"));
+        const dbtest::LockingProcess lock(locked.file("dbscan.mdb"));
         text = failedStartMessage(dialogs);
     }
     EXPECT_TRUE(text.contains(QDir::toNativeSeparators(locked.file("dbscan.mdb")) + " is locked"))

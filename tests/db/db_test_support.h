@@ -8,13 +8,12 @@
 #include "support/program_folder_fixture.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QFile>
 #include <QProcess>
 #include <QStringList>
-#include <QThread>
 
-#include <sqlite3.h>
 #include <stdexcept>
 #include <vector>
 
@@ -84,40 +83,27 @@ private:
     int previous_;
 };
 
-// Another program holding a database file in an exclusive transaction: the sqlite3 shell, fed
-// "BEGIN EXCLUSIVE;" through a pipe that stays open until the object goes away.
-class ShellLock {
+// Another program holding a database file in an exclusive transaction: this test program started
+// again with --hold-database-locked (see testsupport::HoldDatabaseLocked), which keeps the lock
+// until its standard input closes as the object goes away.
+class LockingProcess {
 public:
-    explicit ShellLock(const QString& databaseFile) {
-        shell_.start(QStringLiteral("sqlite3"), {databaseFile});
-        if (!shell_.waitForStarted(5000))
-            throw std::runtime_error("cannot start the sqlite3 shell");
-        shell_.write("BEGIN EXCLUSIVE;\nSELECT count(*) FROM sqlite_master;\n");
-        shell_.waitForBytesWritten(5000);
-        for (int i = 0; i < 200 && !isLocked(databaseFile); ++i)
-            QThread::msleep(25);
-        if (!isLocked(databaseFile))
-            throw std::runtime_error("the sqlite3 shell did not lock the database");
+    explicit LockingProcess(const QString& databaseFile) {
+        holder_.start(QCoreApplication::applicationFilePath(),
+                      {QStringLiteral("--hold-database-locked"), databaseFile});
+        if (!holder_.waitForReadyRead(10000) || !holder_.readAll().startsWith("locked"))
+            throw std::runtime_error("the locking process did not lock the database");
     }
-    ~ShellLock() {
-        shell_.closeWriteChannel(); // the shell ends, and its transaction is rolled back
-        if (!shell_.waitForFinished(5000))
-            shell_.kill();
+    ~LockingProcess() {
+        holder_.closeWriteChannel(); // it ends, and its transaction is rolled back
+        if (!holder_.waitForFinished(5000))
+            holder_.kill();
     }
-    ShellLock(const ShellLock&) = delete;
-    ShellLock& operator=(const ShellLock&) = delete;
-
-    static bool isLocked(const QString& databaseFile) {
-        sqlite3* handle = nullptr;
-        sqlite3_open_v2(databaseFile.toUtf8().constData(), &handle, SQLITE_OPEN_READONLY, nullptr);
-        const int rc =
-            sqlite3_exec(handle, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr);
-        sqlite3_close(handle);
-        return rc == SQLITE_BUSY;
-    }
+    LockingProcess(const LockingProcess&) = delete;
+    LockingProcess& operator=(const LockingProcess&) = delete;
 
 private:
-    QProcess shell_;
+    QProcess holder_;
 };
 
 // Overwrites whole pages of a database file, starting with the page that holds marker, the way

@@ -11,6 +11,7 @@
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 #include "support/socat_pair.h"
+#include "support/x11_windows.h"
 #include "x11_session.h"
 
 #include <QElapsedTimer>
@@ -26,10 +27,6 @@
 #include <unistd.h>
 #include <vector>
 
-// Last: Xlib defines macros (None, Bool, Status) that other headers use as names.
-#include <X11/Xlib.h>
-#include <X11/extensions/XTest.h>
-
 namespace {
 
 const QString kMain = QStringLiteral("Orvane Translator "); // the trailing blank is the program's
@@ -38,24 +35,19 @@ const QString kReceiver = QStringLiteral("Orvane key receiver");
 class ProgramEndToEnd : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        // A window may close between listing it and reading its name; Xlib's own handler
-        // would end the test run on that error.
-        XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
         if (!e2e::xvfbInstalled())
             return;
         display_ = std::make_unique<e2e::XvfbDisplay>();
-        x_ = XOpenDisplay(display_->name().toLocal8Bit().constData());
+        windows_ = std::make_unique<testsupport::TopLevelWindows>(display_->name());
     }
     static void TearDownTestSuite() {
-        if (x_)
-            XCloseDisplay(x_);
+        windows_.reset();
         display_.reset();
     }
 
     void SetUp() override {
         if (!display_)
             GTEST_SKIP() << "Xvfb is not installed";
-        ASSERT_TRUE(x_);
         testsupport::copyShippedFiles(dir_.path());
         ASSERT_TRUE(QFile::copy(ORVANE_EXECUTABLE, program()));
         testsupport::runSql(database(),
@@ -83,7 +75,7 @@ protected:
         process.setProcessChannelMode(QProcess::ForwardedChannels);
         process.start(program(), {});
         ASSERT_TRUE(process.waitForStarted(5000));
-        ASSERT_TRUE(e2e::pumpUntil([&] { return shown(kMain); }, 20000))
+        ASSERT_TRUE(e2e::pumpUntil([&] { return windows_->shown(kMain); }, 20000))
             << "the main window did not appear";
     }
 
@@ -102,81 +94,11 @@ protected:
                 QString::fromLocal8Bit(process.readAllStandardError())};
     }
 
-    // The caption as _NET_WM_NAME holds it, in UTF-8 (WM_NAME holds characters beyond Latin-1,
-    // such as a dash, in another encoding); empty for none.
-    QString captionOf(Window window) const {
-        Atom type = 0;
-        int format = 0;
-        unsigned long length = 0;
-        unsigned long after = 0;
-        unsigned char* name = nullptr;
-        XGetWindowProperty(x_, window, XInternAtom(x_, "_NET_WM_NAME", False), 0, 1024, False,
-                           XInternAtom(x_, "UTF8_STRING", False), &type, &format, &length, &after,
-                           &name);
-        const QString caption =
-            QString::fromUtf8(reinterpret_cast<const char*>(name), static_cast<qsizetype>(length));
-        if (name)
-            XFree(name);
-        return caption;
-    }
-
-    // The shown top-level windows with this caption (without a window manager, children of the
-    // root window).
-    std::vector<Window> topLevels(const QString& caption) const {
-        Window root = 0;
-        Window parent = 0;
-        Window* windows = nullptr;
-        unsigned count = 0;
-        std::vector<Window> found;
-        if (XQueryTree(x_, DefaultRootWindow(x_), &root, &parent, &windows, &count))
-            for (unsigned i = 0; i < count; ++i) {
-                XWindowAttributes attributes{};
-                if (XGetWindowAttributes(x_, windows[i], &attributes) &&
-                    attributes.map_state == IsViewable && captionOf(windows[i]) == caption)
-                    found.push_back(windows[i]);
-            }
-        if (windows)
-            XFree(windows);
-        return found;
-    }
-
-    // The shown top-level window with this caption, or 0.
-    Window topLevel(const QString& caption) const {
-        const std::vector<Window> found = topLevels(caption);
-        return found.empty() ? 0 : found.front();
-    }
-
-    bool shown(const QString& caption) const { return topLevel(caption) != 0; }
-
-    // The caption of the window that has the keyboard focus (Qt gives it to its top-level ones).
-    QString focusedCaption() const {
-        Window focus = 0;
-        int revert = 0;
-        XGetInputFocus(x_, &focus, &revert);
-        return focus > PointerRoot ? captionOf(focus) : QString();
-    }
-
-    // Gives the keyboard focus to the top-level window with this caption, as a click would, and
-    // lets the programs take the change for settleMs (Qt tells a window that it lost the focus
-    // 100 ms late).
-    bool focusWindow(const QString& caption, int settleMs = 300) const {
-        const Window window = topLevel(caption);
-        if (!window)
-            return false;
-        XRaiseWindow(x_, window);
-        XSetInputFocus(x_, window, RevertToParent, CurrentTime);
-        XFlush(x_);
-        if (!e2e::pumpUntil([&] { return focusedCaption() == caption; }, 3000))
-            return false;
-        e2e::pumpUntil([] { return false; }, settleMs);
-        return true;
-    }
-
     // Types keys (send-key syntax) into the window with this caption, or wherever the focus is
     // for none, and gives the program settleMs to take them.
     void type(const QString& caption, const QString& keys, int settleMs = 300) {
         if (!caption.isEmpty()) {
-            ASSERT_TRUE(e2e::pumpUntil([&] { return focusWindow(caption); }, 10000))
+            ASSERT_TRUE(e2e::pumpUntil([&] { return windows_->focus(caption); }, 10000))
                 << "no window \"" << caption.toStdString() << "\" to type into";
         }
         typer_->type(platform::ParseSendKeys(keys));
@@ -211,7 +133,7 @@ protected:
     // Unplugs the scanner (socat ends), and waits for the program's note that it waits.
     void unplug(const QString& device) {
         pair_.killPeer();
-        ASSERT_TRUE(e2e::pumpUntil([&] { return shown(lostNote(device)); }, 5000)) << "no note";
+        ASSERT_TRUE(e2e::pumpUntil([&] { return windows_->shown(lostNote(device)); }, 5000)) << "no note";
     }
 
     // The scanner is back: within 1.5 s the program says so, and the next 20 scans arrive as keys
@@ -219,7 +141,7 @@ protected:
     void expectScanningResumes(const e2e::KeyReceiver& receiver, const QString& device) {
         QElapsedTimer elapsed;
         elapsed.start();
-        EXPECT_TRUE(e2e::pumpUntil([&] { return shown(backNote(device)); }, 1500))
+        EXPECT_TRUE(e2e::pumpUntil([&] { return windows_->shown(backNote(device)); }, 1500))
             << "not scanning again after " << elapsed.elapsed() << " ms";
         for (int i = 0; i < 20; ++i)
             ASSERT_EQ(scan(receiver, "0012345"), "WIDGET-7{TAB}12") << "scan " << i;
@@ -230,7 +152,7 @@ protected:
     QTemporaryDir dir_;
     testsupport::SocatPair pair_;
     std::unique_ptr<platform::KeyTyper> typer_;
-    static inline Display* x_ = nullptr; // for finding, focusing and clicking windows
+    static inline std::unique_ptr<testsupport::TopLevelWindows> windows_;
 };
 
 // The CPU time (user and system) a process has used so far, from /proc.
@@ -267,28 +189,25 @@ TEST_F(ProgramEndToEnd, ScansReachOnlyOtherApplicationsOneCopyRunsAndExitIsImmed
     ASSERT_TRUE(second.waitForFinished(5000));
     EXPECT_LT(elapsed.elapsed(), 1000) << "a second start ends within a second";
     EXPECT_EQ(second.exitCode(), 0);
-    EXPECT_TRUE(e2e::pumpUntil([&] { return focusedCaption() == kMain; }, 3000))
-        << "the first copy comes to the front; the focus is on " << focusedCaption().toStdString();
+    EXPECT_TRUE(e2e::pumpUntil([&] { return windows_->focusedCaption() == kMain; }, 3000))
+        << "the first copy comes to the front; the focus is on " << windows_->focusedCaption().toStdString();
     // A scan now would go into the program's own window: it is refused, and the user told.
     e2e::pumpUntil([] { return false; }, 300);
     pair_.writeToPeer("0012345\r\n");
     EXPECT_TRUE(e2e::pumpUntil(
-        [&] { return shown("Click into the application that should receive the scans."); }, 5000))
+        [&] { return windows_->shown("Click into the application that should receive the scans."); }, 5000))
         << "no note shown";
     EXPECT_TRUE(pair_.readFromPeer(1, std::chrono::milliseconds(500)).isEmpty())
         << "not acknowledged: the scanner signals the failure";
     EXPECT_EQ(receiver.received().count("{ENTER}"), 3);
-    ASSERT_TRUE(focusWindow(kReceiver, 0));
+    ASSERT_TRUE(windows_->focus(kReceiver, 0));
     EXPECT_EQ(scan(receiver, "0012345"), "WIDGET-7{TAB}12")
         << "a scan right after the user clicks into an application goes there";
 
     expectQuickExit(first, kMain, "%fx"); // File > Exit
     startProgram(first);                  // and from the tray menu, which a right click opens too
-    ASSERT_TRUE(e2e::pumpUntil([&] { return focusWindow(kMain); }, 10000));
-    XTestFakeMotionEvent(x_, -1, 100, 60, CurrentTime);
-    XTestFakeButtonEvent(x_, 3, True, CurrentTime);
-    XTestFakeButtonEvent(x_, 3, False, CurrentTime);
-    XFlush(x_);
+    ASSERT_TRUE(e2e::pumpUntil([&] { return windows_->focus(kMain); }, 10000));
+    windows_->rightClick(100, 60);
     e2e::pumpUntil([] { return false; }, 500);
     expectQuickExit(first, QString(), "x"); // E&xit in the open menu
 }
@@ -300,10 +219,10 @@ TEST_F(ProgramEndToEnd, APortTypedIntoTheScannerSetupIsUsedAndKept) {
     type(kMain, "%e"); // Settings
     type(kMain, "c");  // Scanner: the port box has the focus
     type("Orvane Scanner Setup", "^a" + pair_.port() + "%s%o"); // Save, Close
-    ASSERT_TRUE(e2e::pumpUntil([&] { return !shown("Orvane Scanner Setup"); }, 10000));
+    ASSERT_TRUE(e2e::pumpUntil([&] { return !windows_->shown("Orvane Scanner Setup"); }, 10000));
     type(kMain, "%s"); // Start
     e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
-    ASSERT_TRUE(focusWindow(kReceiver));
+    ASSERT_TRUE(windows_->focus(kReceiver));
     EXPECT_EQ(scan(receiver, "0012345"), "WIDGET-7{TAB}12");
     e2e::stop(program);
     EXPECT_EQ(testsupport::rows(database(), "SELECT ComPort FROM tblSettings"),
@@ -315,9 +234,9 @@ TEST_F(ProgramEndToEnd, ScanningRestartsOnlyOnReturnFromItsOwnWindowsWithTheComp
     startProgram(program);
     e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
     type(kMain, "%s"); // Stop
-    ASSERT_TRUE(focusWindow(kReceiver));
-    ASSERT_TRUE(focusWindow(kMain)); // back from another application
-    ASSERT_TRUE(focusWindow(kReceiver));
+    ASSERT_TRUE(windows_->focus(kReceiver));
+    ASSERT_TRUE(windows_->focus(kMain)); // back from another application
+    ASSERT_TRUE(windows_->focus(kReceiver));
     pair_.writeToPeer("0012345\r\n");
     e2e::pumpUntil([] { return false; }, 1000);
     EXPECT_EQ(receiver.received(), "") << "scanning stayed off";
@@ -330,8 +249,8 @@ TEST_F(ProgramEndToEnd, ScanningRestartsOnlyOnReturnFromItsOwnWindowsWithTheComp
     // Then "ok" through "Add This >", a name, "Save/Add to List".
     type("Orvane System Setup", "{TAB 2}ok{TAB} +{TAB 3}^aE2E Tab OK{TAB} ");
     type("Orvane System Setup", "%s%o"); // Save, Close: back in the main window
-    ASSERT_TRUE(e2e::pumpUntil([&] { return !shown("Orvane System Setup"); }, 10000));
-    ASSERT_TRUE(focusWindow(kReceiver));
+    ASSERT_TRUE(e2e::pumpUntil([&] { return !windows_->shown("Orvane System Setup"); }, 10000));
+    ASSERT_TRUE(windows_->focus(kReceiver));
     pair_.writeToPeer("0012345\r\n");
     EXPECT_EQ(receiver.waitForEnd(0, "ok", 20000), "WIDGET-7{TAB}")
         << "scanning started again by itself, with the new pattern";
@@ -347,7 +266,7 @@ TEST_F(ProgramEndToEnd, ANightlyBackupRunsWhileTheProgramScansAndCompactWaitsFor
     QProcess running;
     startProgram(running);
     e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
-    ASSERT_TRUE(focusWindow(kReceiver));
+    ASSERT_TRUE(windows_->focus(kReceiver));
 
     const QString nightly = dir_.filePath("nightly.mdb");
     pair_.writeToPeer("0012345\r\n"); // a scan arrives as the backup starts
@@ -436,12 +355,12 @@ TEST_F(ProgramEndToEnd, AScannerPluggedBackInScansAgainByItselfAndStopEndsTheWai
     EXPECT_EQ(pair_.readFromPeer(1), QByteArray(1, '\x06'));
 
     ASSERT_NO_FATAL_FAILURE(unplug(stable));
-    std::set<Window> notes;
+    std::set<testsupport::TopLevelWindows::Window> notes;
     QElapsedTimer wall;
     wall.start();
     const std::chrono::milliseconds cpuBefore = cpuTime(program.processId());
     for (int i = 0; i < 100; ++i) { // 5 s
-        for (Window note : topLevels(lostNote(stable)))
+        for (const auto note : windows_->all(lostNote(stable)))
             notes.insert(note);
         e2e::pumpUntil([] { return false; }, 50);
     }
@@ -458,10 +377,10 @@ TEST_F(ProgramEndToEnd, AScannerPluggedBackInScansAgainByItselfAndStopEndsTheWai
 
     ASSERT_NO_FATAL_FAILURE(unplug(stable));
     type(kMain, "%s"); // Stop
-    ASSERT_TRUE(focusWindow(kReceiver));
+    ASSERT_TRUE(windows_->focus(kReceiver));
     pair_.restart("ttyACM1");
-    e2e::pumpUntil([&] { return shown(backNote(stable)); }, 1500);
-    EXPECT_FALSE(shown(backNote(stable))) << "Stop ended the wait";
+    e2e::pumpUntil([&] { return windows_->shown(backNote(stable)); }, 1500);
+    EXPECT_FALSE(windows_->shown(backNote(stable))) << "Stop ended the wait";
     const qsizetype typed = receiver.received().size();
     pair_.writeToPeer("0012345\r\n");
     EXPECT_TRUE(pair_.readFromPeer(1, std::chrono::milliseconds(1000)).isEmpty());

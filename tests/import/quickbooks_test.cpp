@@ -190,12 +190,17 @@ TEST_F(QuickBooks, StatusesBrokenResponsesAndNoQuickBooksAreToldAndNothingMoreIs
               QStringList({"0001", "0002"}))
         << "the items read before the break stay";
 
-    // Without a request processor (anywhere but on Windows) the user is told where company files
-    // can be read.
+    // Without QuickBooks' request processor the user is told what is missing: on Windows that it
+    // is not installed, elsewhere where company files can be read.
     platform::setQbRequestProcessorFactory(nullptr);
     EXPECT_TRUE(
         import::GetCustomFieldNames("Shop.qbw", {.UseQBSDK = true, .Country = "US"}).isEmpty());
-    EXPECT_TRUE(dialogs.messages().back().text.startsWith(platform::kQuickBooksOnlyOnWindows));
+#ifdef Q_OS_WIN
+    const QString missing = "QuickBooks' request processor (QBXMLRP2) is not installed";
+#else
+    const QString missing = platform::kQuickBooksOnlyOnWindows;
+#endif
+    EXPECT_TRUE(dialogs.messages().back().text.startsWith(missing));
 }
 
 TEST_F(QuickBooks, TheItemMapWindowListsCustomFieldsAndClosesAfterAFailedRead) {

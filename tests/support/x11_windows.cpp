@@ -5,6 +5,7 @@
 #include <QThread>
 
 #include <X11/Xlib.h>
+#include <X11/extensions/XTest.h>
 #include <stdexcept>
 
 namespace testsupport {
@@ -43,11 +44,11 @@ QString TopLevelWindows::focusedCaption() const {
 }
 
 bool TopLevelWindows::focus(const QString& caption, int settleMs) const {
-    const Window window = topLevel(caption);
-    if (!window)
+    const std::vector<Window> windows = all(caption);
+    if (windows.empty())
         return false;
-    XRaiseWindow(x_, window);
-    XSetInputFocus(x_, window, RevertToParent, CurrentTime);
+    XRaiseWindow(x_, windows.front());
+    XSetInputFocus(x_, windows.front(), RevertToParent, CurrentTime);
     XFlush(x_);
     if (!pumpUntil([&] { return focusedCaption() == caption; }, 5000))
         return false;
@@ -55,26 +56,41 @@ bool TopLevelWindows::focus(const QString& caption, int settleMs) const {
     return true;
 }
 
+void TopLevelWindows::rightClick(int x, int y) const {
+    XTestFakeMotionEvent(x_, -1, x, y, CurrentTime);
+    XTestFakeButtonEvent(x_, 3, True, CurrentTime);
+    XTestFakeButtonEvent(x_, 3, False, CurrentTime);
+    XFlush(x_);
+}
+
 QString TopLevelWindows::captionOf(Window window) const {
-    char* name = nullptr;
-    XFetchName(x_, window, &name);
-    const QString caption = QString::fromUtf8(name); // empty for none
-    XFree(name);
+    Atom type = 0;
+    int format = 0;
+    unsigned long length = 0;
+    unsigned long after = 0;
+    unsigned char* name = nullptr;
+    XGetWindowProperty(x_, window, XInternAtom(x_, "_NET_WM_NAME", False), 0, 1024, False,
+                       XInternAtom(x_, "UTF8_STRING", False), &type, &format, &length, &after,
+                       &name);
+    const QString caption =
+        QString::fromUtf8(reinterpret_cast<const char*>(name), static_cast<qsizetype>(length));
+    if (name)
+        XFree(name);
     return caption;
 }
 
-TopLevelWindows::Window TopLevelWindows::topLevel(const QString& caption) const {
+std::vector<TopLevelWindows::Window> TopLevelWindows::all(const QString& caption) const {
     Window root = 0;
     Window parent = 0;
     Window* windows = nullptr;
     unsigned count = 0;
-    Window found = 0;
+    std::vector<Window> found;
     if (XQueryTree(x_, DefaultRootWindow(x_), &root, &parent, &windows, &count))
-        for (unsigned i = 0; i < count && !found; ++i) {
+        for (unsigned i = 0; i < count; ++i) {
             XWindowAttributes attributes{};
             if (XGetWindowAttributes(x_, windows[i], &attributes) &&
                 attributes.map_state == IsViewable && captionOf(windows[i]) == caption)
-                found = windows[i];
+                found.push_back(windows[i]);
         }
     if (windows)
         XFree(windows);
