@@ -2,7 +2,9 @@
 
 #include "core/program_folder.h"
 #include "db/db_path.h"
+#include "import/import_field.h"
 #include "import/text_lines.h"
+#include "platform/app_error.h"
 #include "platform/conversions.h"
 #include "platform/database.h"
 
@@ -111,6 +113,74 @@ FieldChoices ReadFieldChoices(const QString& accounting, const QString& control)
             choices.defaultField = field;
     }
     return choices;
+}
+
+QStringList ReadReturnFields(const QString& accounting) {
+    QStringList fields = ReadFieldChoices(accounting, QStringLiteral("cmbItemScan0")).fields;
+    for (const QString& field :
+         ReadFieldChoices(accounting, QStringLiteral("cmbItemDescrip")).fields) {
+        if (!fields.contains(field, Qt::CaseInsensitive))
+            fields << field;
+    }
+    return fields;
+}
+
+FieldLabels ReadCustomFieldLabels(const QString& path) {
+    // The dictionary comes before the items; a file that has none is not read to its end.
+    constexpr int kHeadingLines = 200;
+    FieldLabels labels;
+    try {
+        TextLines lines(path);
+        if (lines.binary())
+            return labels;
+        qsizetype indexColumn = 1;
+        qsizetype labelColumn = 2;
+        LineFields fields;
+        QString line;
+        for (int read = 0; read < kHeadingLines && lines.next(line); ++read) {
+            fields.cut(line, u'\t');
+            const QString keyword = fields.field(0);
+            if (keyword.startsWith(QStringLiteral("INVITEM")) ||
+                keyword.startsWith(QStringLiteral("!INVITEM")))
+                break;
+            if (keyword == QStringLiteral("!CUSTITEMDICT")) {
+                for (qsizetype i = 1; i < fields.size(); ++i) {
+                    if (fields.field(i).compare(QStringLiteral("INDEX"), Qt::CaseInsensitive) == 0)
+                        indexColumn = i;
+                    else if (fields.field(i).compare(QStringLiteral("LABEL"),
+                                                     Qt::CaseInsensitive) == 0)
+                        labelColumn = i;
+                }
+            } else if (keyword == QStringLiteral("CUSTITEMDICT")) {
+                bool number = false;
+                const int index = fields.field(indexColumn).toInt(&number);
+                const QString label = fields.field(labelColumn).trimmed();
+                if (number && index >= 0 && !label.isEmpty())
+                    labels.insert(QStringLiteral("Custom Field %1").arg(index + 1), label);
+            }
+        }
+    } catch (const platform::AppError&) {
+        // An unreadable file has no labels; reading it for the import says what is wrong.
+    }
+    return labels;
+}
+
+QString FieldDisplayName(const QString& field, const FieldLabels& labels) {
+    const auto label = labels.constFind(field);
+    return label == labels.cend() ? field : field + QStringLiteral(" (") + *label + u')';
+}
+
+QString ResolveField(const QString& text, const QStringList& fields, const FieldLabels& labels) {
+    const QString wanted = text.trimmed();
+    const auto same = [&](const QString& name) {
+        return name.compare(wanted, Qt::CaseInsensitive) == 0;
+    };
+    for (const QString& field : fields) {
+        if (same(field) || same(FieldDisplayName(field, labels)) ||
+            (labels.contains(field) && same(labels.value(field))))
+            return field;
+    }
+    return {};
 }
 
 int FieldPosition(const QString& accounting, const QString& control, const QString& field) {

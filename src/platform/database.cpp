@@ -251,9 +251,8 @@ QString valueMarks(int first, int count) {
 // A file: one prepared statement, one row at a time (SQLite writes a row in microseconds).
 class FileRowWriter final : public RowWriter {
 public:
-    FileRowWriter(Database& db, const QString& table, const QStringList& columns,
-                  const QString& key)
-        : statement_(db.prepare(insertStatement(Engine::Sqlite, table, columns, key,
+    FileRowWriter(Database& db, const QString& table, const QStringList& columns)
+        : statement_(db.prepare(insertStatement(Engine::Sqlite, table, columns, QString(),
                                                 valueMarks(1, int(columns.size()))))) {}
     void put(const QVariantList& values) override {
         for (int i = 0; i < values.size(); ++i)
@@ -266,35 +265,138 @@ private:
     std::unique_ptr<Statement> statement_;
 };
 
-// The server: rows go in groups, one statement per group, each column of the group as one array
-// ("INSERT ... SELECT * FROM unnest($1::text[], $2::float8[] ...)"), so that a group of thousands
-// of rows costs four parameters, one statement prepared once and one trip to the server.
-//
-// With a key, a group is first sent as a plain insert: most groups of an import bring new keys
-// only, and a plain insert looks each key up once where "ON CONFLICT DO UPDATE" looks it up twice
-// (a case-blind key's comparisons are what inserting costs most). A group that meets a key
-// already there is undone and sent again as the insert that replaces rows.
-class ServerRowWriter final : public RowWriter {
+// A file, by key: a plain insert, which is all that a new key costs; a key that is there makes
+// the insert fail on the key, and the row that holds it is then looked up and overwritten.
+class FileKeyedRowWriter final : public KeyedRowWriter {
+public:
+    FileKeyedRowWriter(Database& db, const QString& table, const QStringList& columns,
+                       const QString& key)
+        : KeyedRowWriter(db, table, columns, key)
+        , insert_(db.nativeHandle(),
+                  insertStatement(Engine::Sqlite, table, columns, QString(),
+                                  valueMarks(1, int(columns.size()))),
+                  db.path()) {}
+
+    void put(const QVariantList& values, qint64 tag) override {
+        for (int i = 0; i < values.size(); ++i)
+            insert_.bind(i + 1, values[i]);
+        const int rc = insert_.tryNext();
+        if (rc == SQLITE_DONE) {
+            insert_.reset();
+            noteAdded(sqlite3_last_insert_rowid(insert_.handle()));
+            return;
+        }
+        const int extended = sqlite3_extended_errcode(insert_.handle());
+        if (extended != SQLITE_CONSTRAINT_PRIMARYKEY && extended != SQLITE_CONSTRAINT_UNIQUE)
+            insert_.fail(rc, database().path());
+        insert_.reset();
+        const std::optional<Existing> row = find(values[keyColumn()]);
+        if (!row)
+            throw AppError(err::DuplicateKey,
+                           QStringLiteral("The changes you requested to the table were not "
+                                          "successful because they would create duplicate "
+                                          "values in the index, primary key, or relationship."));
+        replacing(*row, tag);
+        overwrite(row->id, values);
+    }
+    void flush() override {}
+
+private:
+    SqliteStatement insert_;
+};
+
+// One element of a server array literal: NULL, or the value in double quotes with its quotes and
+// backslashes escaped.
+QString arrayElement(const QVariant& value) {
+    if (value.isNull())
+        return QStringLiteral("NULL");
+    QString text = value.typeId() == QMetaType::Double ? QString::number(value.toDouble(), 'g', 17)
+                                                       : value.toString();
+    text.replace(u'\\', QStringLiteral("\\\\"));
+    text.replace(u'"', QStringLiteral("\\\""));
+    return u'"' + text + u'"';
+}
+
+// The type a column's values are sent to the server as: numbers as numbers, everything else as
+// text (a case-blind text column takes text).
+QString arrayType(Database& db, const QString& table, const QString& column) {
+    Recordset type = db.openRecordset(
+        QStringLiteral("SELECT data_type FROM information_schema.columns WHERE table_name = "
+                       "'%1' AND column_name = '%2'")
+            .arg(table.toLower(), column.toLower()));
+    const QString name = type.eof() ? QString() : type.value(0).toString();
+    if (name == u"double precision" || name == u"real" || name == u"numeric")
+        return QStringLiteral("float8");
+    if (name == u"integer" || name == u"bigint" || name == u"smallint")
+        return QStringLiteral("int8");
+    if (name == u"boolean")
+        return QStringLiteral("bool");
+    return QStringLiteral("text");
+}
+
+// Rows for the server, held in groups and sent one group to a statement, each column of the
+// group as one array ("INSERT ... SELECT * FROM unnest($1::text[], $2::float8[] ...)"), so that a
+// group of thousands of rows costs four parameters, one statement prepared once and one trip to
+// the server.
+class ServerGroups {
 public:
     static constexpr int kGroupRows = 5000;
 
-    ServerRowWriter(Database& db, const QString& table, const QStringList& columns,
-                    const QString& key)
-        : db_(db)
-        , keyColumn_(key.isEmpty() ? -1 : int(columns.indexOf(key)))
-        , columns_(int(columns.size())) {
-        QStringList arrays;
+    ServerGroups(Database& db, const QString& table, const QStringList& columns)
+        : columns_(int(columns.size())) {
         for (int i = 0; i < columns.size(); ++i)
-            arrays << QStringLiteral("?%1::%2[]").arg(i + 1).arg(arrayType(db, table, columns[i]));
-        const QString rows = QStringLiteral("SELECT * FROM unnest(") + arrays.join(u", ") + u')';
-        const auto fromArrays = [&](const QString& onKey) {
-            return db.prepare(insertStatement(Engine::Postgres, table, columns, onKey, QString())
-                                  .replace(QStringLiteral("VALUES "), rows));
-        };
-        insert_ = fromArrays(QString());
-        if (keyColumn_ >= 0)
-            replace_ = fromArrays(key);
+            types_ << arrayType(db, table, columns[i]);
     }
+
+    // The insert of a group, replacing the rows of their keys when key is given.
+    std::unique_ptr<Statement> insert(Database& db, const QString& table,
+                                      const QStringList& columns, const QString& key) const {
+        QStringList arrays;
+        for (int i = 0; i < columns_; ++i)
+            arrays << QStringLiteral("?%1::%2[]").arg(i + 1).arg(types_[i]);
+        const QString rows = QStringLiteral("SELECT * FROM unnest(") + arrays.join(u", ") + u')';
+        return db.prepare(insertStatement(Engine::Postgres, table, columns, key, QString())
+                              .replace(QStringLiteral("VALUES "), rows));
+    }
+
+    QList<QVariantList>& rows() { return rows_; }
+    bool full() const { return rows_.size() >= kGroupRows; }
+
+    // The held rows as one array literal per column; the group is emptied.
+    QStringList takeArrays() {
+        QStringList arrays;
+        for (int column = 0; column < columns_; ++column)
+            arrays << arrayOf(column);
+        rows_.clear();
+        return arrays;
+    }
+    QString arrayOf(int column) const {
+        QString array = QStringLiteral("{");
+        for (const QVariantList& row : rows_) {
+            if (array.size() > 1)
+                array += u',';
+            array += arrayElement(row[column]);
+        }
+        return array + u'}';
+    }
+
+    static void send(Statement& statement, const QStringList& arrays) {
+        for (int column = 0; column < arrays.size(); ++column)
+            statement.bindText(column + 1, arrays[column]);
+        statement.run();
+    }
+
+private:
+    int columns_;
+    QStringList types_;
+    QList<QVariantList> rows_;
+};
+
+class ServerRowWriter final : public RowWriter {
+public:
+    ServerRowWriter(Database& db, const QString& table, const QStringList& columns)
+        : groups_(db, table, columns)
+        , insert_(groups_.insert(db, table, columns, QString())) {}
     ~ServerRowWriter() override {
         try {
             flush();
@@ -304,99 +406,117 @@ public:
     }
 
     void put(const QVariantList& values) override {
-        if (keyColumn_ >= 0) {
-            // A later row of the same key replaces the held one, as row by row it would.
-            const QString key = values[keyColumn_].toString().toLower();
-            if (const auto held = positions_.constFind(key); held != positions_.cend()) {
-                rows_[*held] = values;
-                return;
-            }
-            positions_.insert(key, rows_.size());
+        groups_.rows() << values;
+        if (groups_.full())
+            flush();
+    }
+    void flush() override {
+        if (!groups_.rows().isEmpty())
+            ServerGroups::send(*insert_, groups_.takeArrays());
+    }
+
+private:
+    ServerGroups groups_;
+    std::unique_ptr<Statement> insert_;
+};
+
+// The server, by key. A group is first sent as a plain insert: most groups of an import bring new
+// keys only, and a plain insert looks each key up once where "ON CONFLICT DO UPDATE" looks it up
+// twice (a case-blind key's comparisons are what inserting costs most). A group that meets a key
+// already there is undone, the rows of its keys are read, and it is sent again as the insert that
+// replaces rows. Within a group, a later row of a key replaces the held one, as row by row it
+// would.
+class ServerKeyedRowWriter final : public KeyedRowWriter {
+public:
+    ServerKeyedRowWriter(Database& db, const QString& table, const QStringList& columns,
+                         const QString& key)
+        : KeyedRowWriter(db, table, columns, key)
+        , groups_(db, table, columns)
+        , insert_(groups_.insert(db, table, columns, QString()))
+        , replace_(groups_.insert(db, table, columns, key)) {
+        QStringList names;
+        for (const QString& column : columns)
+            names << quotedName(Engine::Postgres, column);
+        present_ = db.prepare(QStringLiteral("SELECT %1, %2 FROM %3 WHERE %4 = ANY(?1::text[])")
+                                  .arg(kServerRowId, names.join(u", "),
+                                       quotedName(Engine::Postgres, table),
+                                       quotedName(Engine::Postgres, key)));
+    }
+    ~ServerKeyedRowWriter() override {
+        try {
+            flush();
+        } catch (...) {
+            // Rows that could not be sent any more are the caller's failure to report.
         }
-        rows_ << values;
-        if (rows_.size() >= kGroupRows)
+    }
+
+    void put(const QVariantList& values, qint64 tag) override {
+        const QString key = values[keyColumn()].toString().toLower();
+        if (const auto held = positions_.constFind(key); held != positions_.cend()) {
+            reportRewritten(groups_.rows()[*held], tag);
+            groups_.rows()[*held] = values;
+            tags_[*held] = tag;
+            return;
+        }
+        positions_.insert(key, groups_.rows().size());
+        groups_.rows() << values;
+        tags_ << tag;
+        if (groups_.full())
             flush();
     }
 
     void flush() override {
-        if (rows_.isEmpty())
+        if (groups_.rows().isEmpty())
             return;
-        QStringList arrays;
-        for (int column = 0; column < columns_; ++column) {
-            QString array = QStringLiteral("{");
-            for (const QVariantList& row : std::as_const(rows_)) {
-                if (array.size() > 1)
-                    array += u',';
-                array += arrayElement(row[column]);
-            }
-            arrays << array + u'}';
-        }
-        rows_.clear();
-        positions_.clear();
-        if (!replace_)
-            return send(*insert_, arrays);
+        const qint64 count = groups_.rows().size();
+        const QString keys = groups_.arrayOf(keyColumn());
+        const QStringList arrays = groups_.takeArrays();
         // Inside a transaction a failed statement spoils the transaction unless it ran under a
         // savepoint; outside one it spoils nothing.
-        const bool savepoint = db_.inTransaction();
+        Database& db = database();
+        const bool savepoint = db.inTransaction();
         if (savepoint)
-            db_.executeNative(QStringLiteral("SAVEPOINT orvane_rows"));
+            db.executeNative(QStringLiteral("SAVEPOINT orvane_rows"));
         try {
-            send(*insert_, arrays);
+            ServerGroups::send(*insert_, arrays);
+            added_ += count;
         } catch (const AppError& error) {
             if (error.number() != err::DuplicateKey)
                 throw;
             if (savepoint)
-                db_.executeNative(QStringLiteral("ROLLBACK TO SAVEPOINT orvane_rows"));
-            send(*replace_, arrays);
+                db.executeNative(QStringLiteral("ROLLBACK TO SAVEPOINT orvane_rows"));
+            added_ += count - replacePresent(keys);
+            ServerGroups::send(*replace_, arrays);
         }
         if (savepoint)
-            db_.executeNative(QStringLiteral("RELEASE SAVEPOINT orvane_rows"));
+            db.executeNative(QStringLiteral("RELEASE SAVEPOINT orvane_rows"));
+        positions_.clear();
+        tags_.clear();
     }
 
 private:
-    // The type a column's values are sent as: numbers as numbers, everything else as text (a
-    // case-blind text column takes text).
-    static QString arrayType(Database& db, const QString& table, const QString& column) {
-        Recordset type = db.openRecordset(
-            QStringLiteral("SELECT data_type FROM information_schema.columns WHERE table_name = "
-                           "'%1' AND column_name = '%2'")
-                .arg(table.toLower(), column.toLower()));
-        const QString name = type.eof() ? QString() : type.value(0).toString();
-        if (name == u"double precision" || name == u"real" || name == u"numeric")
-            return QStringLiteral("float8");
-        if (name == u"integer" || name == u"bigint" || name == u"smallint")
-            return QStringLiteral("int8");
-        if (name == u"boolean")
-            return QStringLiteral("bool");
-        return QStringLiteral("text");
+    // Accounts for the rows that hold keys of the group; gives how many there are.
+    qint64 replacePresent(const QString& keys) {
+        present_->bindText(1, keys);
+        qint64 present = 0;
+        while (present_->next()) {
+            Existing row{present_->int64(0), {}};
+            for (int i = 1; i < present_->columnCount(); ++i)
+                row.values << present_->value(i);
+            const qsizetype position =
+                positions_.value(row.values[keyColumn()].toString().toLower(), -1);
+            replacing(row, position < 0 ? 0 : tags_[position]);
+            ++present;
+        }
+        return present;
     }
 
-    // One element of an array literal: NULL, or the value in double quotes with its quotes and
-    // backslashes escaped.
-    static QString arrayElement(const QVariant& value) {
-        if (value.isNull())
-            return QStringLiteral("NULL");
-        QString text = value.typeId() == QMetaType::Double
-                           ? QString::number(value.toDouble(), 'g', 17)
-                           : value.toString();
-        text.replace(u'\\', QStringLiteral("\\\\"));
-        text.replace(u'"', QStringLiteral("\\\""));
-        return u'"' + text + u'"';
-    }
-
-    static void send(Statement& statement, const QStringList& arrays) {
-        for (int column = 0; column < arrays.size(); ++column)
-            statement.bindText(column + 1, arrays[column]);
-        statement.run();
-    }
-
-    Database& db_;
-    int keyColumn_;
-    int columns_;
+    ServerGroups groups_;
+    QList<qint64> tags_;
+    QHash<QString, qsizetype> positions_;
     std::unique_ptr<Statement> insert_;
     std::unique_ptr<Statement> replace_;
-    QList<QVariantList> rows_;
-    QHash<QString, qsizetype> positions_;
+    std::unique_ptr<Statement> present_;
 };
 
 // --- opening ------------------------------------------------------------------------------
@@ -774,11 +894,139 @@ std::unique_ptr<Statement> Database::prepare(const QString& sql) {
     return std::make_unique<ServerStatement>(connection(), serverParameters(sql), path_);
 }
 
-std::unique_ptr<RowWriter> Database::rowWriter(const QString& table, const QStringList& columns,
-                                               const QString& key) {
+std::unique_ptr<RowWriter> Database::rowWriter(const QString& table, const QStringList& columns) {
     if (engine_ == Engine::Sqlite)
-        return std::make_unique<FileRowWriter>(*this, table, columns, key);
-    return std::make_unique<ServerRowWriter>(*this, table, columns, key);
+        return std::make_unique<FileRowWriter>(*this, table, columns);
+    return std::make_unique<ServerRowWriter>(*this, table, columns);
+}
+
+std::unique_ptr<KeyedRowWriter>
+Database::keyedRowWriter(const QString& table, const QStringList& columns, const QString& key) {
+    if (engine_ == Engine::Sqlite)
+        return std::make_unique<FileKeyedRowWriter>(*this, table, columns, key);
+    return std::make_unique<ServerKeyedRowWriter>(*this, table, columns, key);
+}
+
+// --- KeyedRowWriter ----------------------------------------------------------------------------
+
+namespace {
+// Wider than this, the marks of the rows that were there are kept by id rather than a byte each.
+constexpr qint64 kDenseMarks = qint64(1) << 24;
+} // namespace
+
+KeyedRowWriter::KeyedRowWriter(Database& db, const QString& table, const QStringList& columns,
+                               const QString& key)
+    : db_(db)
+    , keyColumn_(int(columns.indexOf(key))) {
+    const QString rowId = db.rowIdColumn();
+    const QString quotedTable = quotedName(db.engine(), table);
+    QStringList names;
+    QStringList assignments;
+    for (int i = 0; i < columns.size(); ++i) {
+        names << quotedName(db.engine(), columns[i]);
+        assignments << quotedName(db.engine(), columns[i]) + QStringLiteral(" = ?%1").arg(i + 1);
+    }
+    find_ =
+        db.prepare(QStringLiteral("SELECT %1, %2 FROM %3 WHERE %4 = ?1")
+                       .arg(rowId, names.join(u", "), quotedTable, quotedName(db.engine(), key)));
+    update_ = db.prepare(QStringLiteral("UPDATE %1 SET %2 WHERE %3 = ?%4")
+                             .arg(quotedTable, assignments.join(u", "), rowId)
+                             .arg(columns.size() + 1));
+    delete_ = db.prepare(QStringLiteral("DELETE FROM %1 WHERE %2 = ?1").arg(quotedTable, rowId));
+    const auto range =
+        db.prepare(QStringLiteral("SELECT min(%1), max(%1) FROM %2").arg(rowId, quotedTable));
+    if (range->next() && !range->isNull(0)) {
+        low_ = range->int64(0);
+        boundary_ = range->int64(1);
+    }
+    range->reset();
+    sparse_ = boundary_ - low_ >= kDenseMarks;
+    if (!sparse_ && boundary_ > 0)
+        marks_.assign(size_t(boundary_ - low_ + 1), Mark::Untouched);
+}
+
+KeyedRowWriter::~KeyedRowWriter() = default;
+
+KeyedRowWriter::Mark KeyedRowWriter::markOf(qint64 id) const {
+    if (id > boundary_)
+        return Mark::Added;
+    if (id < low_)
+        return Mark::Untouched;
+    return sparse_ ? sparseMarks_.value(id, Mark::Untouched) : marks_[size_t(id - low_)];
+}
+
+void KeyedRowWriter::setMark(qint64 id, Mark mark) {
+    if (id > boundary_ || id < low_)
+        return; // ids given out after the start tell themselves apart
+    if (sparse_)
+        sparseMarks_.insert(id, mark);
+    else
+        marks_[size_t(id - low_)] = mark;
+}
+
+void KeyedRowWriter::noteAdded(qint64 id) {
+    ++added_;
+    setMark(id, Mark::Added); // an id freed by a removal may be given out again
+}
+
+std::optional<KeyedRowWriter::Existing> KeyedRowWriter::find(const QVariant& key) {
+    find_->bind(1, key);
+    if (!find_->next())
+        return std::nullopt;
+    Existing row{find_->int64(0), {}};
+    for (int i = 1; i < find_->columnCount(); ++i)
+        row.values << find_->value(i);
+    find_->reset();
+    return row;
+}
+
+void KeyedRowWriter::replacing(const Existing& row, qint64 tag) {
+    if (markOf(row.id) == Mark::Untouched) {
+        ++replaced_;
+        setMark(row.id, Mark::Replaced);
+    } else {
+        reportRewritten(row.values, tag);
+    }
+}
+
+void KeyedRowWriter::overwrite(qint64 id, const QVariantList& values) {
+    for (int i = 0; i < values.size(); ++i)
+        update_->bind(i + 1, values[i]);
+    update_->bind(int(values.size()) + 1, id);
+    update_->run();
+}
+
+bool KeyedRowWriter::replaceExisting(const QVariantList& values, qint64 tag) {
+    flush();
+    const std::optional<Existing> row = find(values[keyColumn_]);
+    if (!row)
+        return false;
+    replacing(*row, tag);
+    overwrite(row->id, values);
+    return true;
+}
+
+int KeyedRowWriter::remove(const QVariant& key, qint64 tag) {
+    flush();
+    const std::optional<Existing> row = find(key);
+    if (!row)
+        return 0;
+    switch (markOf(row->id)) {
+    case Mark::Untouched:
+        break;
+    case Mark::Replaced:
+        --replaced_;
+        break;
+    case Mark::Added:
+        --added_;
+        break;
+    }
+    if (markOf(row->id) != Mark::Untouched)
+        reportRewritten(row->values, tag);
+    setMark(row->id, Mark::Untouched);
+    delete_->bind(1, row->id);
+    delete_->run();
+    return 1;
 }
 
 Recordset Database::openRecordset(const QString& sqlOrTable) {
