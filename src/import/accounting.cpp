@@ -1,12 +1,12 @@
 #include "import/accounting.h"
 
 #include "core/program_folder.h"
-#include "db/db_path.h"
 #include "import/import_field.h"
 #include "import/text_lines.h"
 #include "platform/app_error.h"
 #include "platform/conversions.h"
 #include "platform/database.h"
+#include "platform/jet_sql.h"
 
 namespace import {
 
@@ -34,7 +34,7 @@ AccountingFlags ReadAccountingFlags(const QString& accounting) {
         QStringLiteral("SELECT tblAccounting.UseQBSDK, tblAccounting.UseIFF, tblAccounting.UseTDF, "
                        "tblAccounting.UseCSV, tblAccounting.Country, tblAccounting.UseQBSDK7 From "
                        "tblAccounting WHERE (((tblAccounting.Accounting)='") +
-        db::SqlQuote(accounting) + QStringLiteral("'));"));
+        platform::SqlQuote(accounting) + QStringLiteral("'));"));
     AccountingFlags flags;
     if (row.eof())
         return flags;
@@ -53,7 +53,7 @@ AccountingFlags ReadSourceFlags(const QString& accounting) {
         QStringLiteral("SELECT tblAccounting.UseQBSDK, tblAccounting.UseIFF, tblAccounting.UseTDF, "
                        "tblAccounting.UseCSV From tblAccounting WHERE "
                        "(((tblAccounting.Accounting)='") +
-        db::SqlQuote(accounting) + QStringLiteral("'));"));
+        platform::SqlQuote(accounting) + QStringLiteral("'));"));
     AccountingFlags flags;
     if (!row.eof())
         flags = {flag(row, 0), flag(row, 1), flag(row, 2), flag(row, 3), QString(), false};
@@ -102,8 +102,8 @@ FieldChoices ReadFieldChoices(const QString& accounting, const QString& control)
     platform::Database accsys = openDefinitions();
     platform::Recordset rows = accsys.openRecordset(
         QStringLiteral("SELECT * FROM tblImport WHERE (tblImport.Accounting = '") +
-        db::SqlQuote(accounting) + QStringLiteral("' and tblImport.Control = '") +
-        db::SqlQuote(control) + QStringLiteral("');"));
+        platform::SqlQuote(accounting) + QStringLiteral("' and tblImport.Control = '") +
+        platform::SqlQuote(control) + QStringLiteral("');"));
     FieldChoices choices;
     for (; !rows.eof(); rows.moveNext()) {
         const QString field = platform::toText(rows.value(QStringLiteral("Field")));
@@ -186,16 +186,16 @@ QString ResolveField(const QString& text, const QStringList& fields, const Field
 int FieldPosition(const QString& accounting, const QString& control, const QString& field) {
     return firstPosition(
         QStringLiteral("SELECT Position from tblImport where (tblImport.Accounting = '") +
-        db::SqlQuote(accounting) + QStringLiteral("' and tblImport.Control = '") +
-        db::SqlQuote(control) + QStringLiteral("' and tblImport.Field = '") + db::SqlQuote(field) +
-        QStringLiteral("');"));
+        platform::SqlQuote(accounting) + QStringLiteral("' and tblImport.Control = '") +
+        platform::SqlQuote(control) + QStringLiteral("' and tblImport.Field = '") +
+        platform::SqlQuote(field) + QStringLiteral("');"));
 }
 
 int ReturnFieldPosition(const QString& accounting, const QString& field) {
     return firstPosition(
         QStringLiteral("SELECT Position from tblImport where (tblImport.Accounting = '") +
-        db::SqlQuote(accounting) + QStringLiteral("' and tblImport.Field = '") +
-        db::SqlQuote(field) + QStringLiteral("');"));
+        platform::SqlQuote(accounting) + QStringLiteral("' and tblImport.Field = '") +
+        platform::SqlQuote(field) + QStringLiteral("');"));
 }
 
 } // namespace import

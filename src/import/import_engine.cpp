@@ -10,6 +10,7 @@
 #include "platform/conversions.h"
 #include "platform/database.h"
 #include "platform/dialogs.h"
+#include "platform/jet_sql.h"
 
 #include <QDir>
 #include <QHash>
@@ -508,9 +509,9 @@ Exclusions readExclusions(const QString& accounting) {
     }
     if (result.location == 0)
         return result;
-    platform::Recordset codes =
-        accsys.openRecordset(QStringLiteral("SELECT * FROM tblExclude WHERE accounting = '") +
-                             db::SqlQuote(accounting) + QStringLiteral("' and Type = 'Products'"));
+    platform::Recordset codes = accsys.openRecordset(
+        QStringLiteral("SELECT * FROM tblExclude WHERE accounting = '") +
+        platform::SqlQuote(accounting) + QStringLiteral("' and Type = 'Products'"));
     for (; !codes.eof(); codes.moveNext()) {
         const QString code = platform::toText(codes.value(QStringLiteral("Code"))).toLower();
         if (!result.excluded.contains(code)) // the first row of a code decides, as a search would

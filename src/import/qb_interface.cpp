@@ -7,6 +7,7 @@
 #include "platform/conversions.h"
 #include "platform/database.h"
 #include "platform/dialogs.h"
+#include "platform/jet_sql.h"
 #include "platform/qb_request_processor.h"
 #include "shell/frm_message.h"
 
@@ -213,7 +214,7 @@ void LoadExclusions(const QString& accounting) {
     platform::Recordset rows = accsys.openRecordset(
         QStringLiteral("SELECT tblExclude.Code, tblExclude.Exclude, tblExclude.Accounting, "
                        "tblExclude.Type From tblExclude WHERE (((tblExclude.Accounting)='") +
-        db::SqlQuote(accounting) + QStringLiteral("') AND ((tblExclude.Type)='Products'));"));
+        platform::SqlQuote(accounting) + QStringLiteral("') AND ((tblExclude.Type)='Products'));"));
     const auto& kinds = ItemKinds();
     for (; !rows.eof(); rows.moveNext()) {
         const QString code = platform::toText(rows.value(0));

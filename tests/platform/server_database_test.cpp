@@ -10,6 +10,7 @@
 #include "import/import_engine.h"
 #include "platform/app_error.h"
 #include "platform/database.h"
+#include "platform/jet_sql.h"
 #include "platform/send_keys.h"
 #include "support/checks.h"
 #include "support/fake_comm_control.h"
@@ -89,7 +90,7 @@ TEST_F(SharedServer, KeysEditsSeeksQuotingAndTransactions) {
 
     // Texts that mean something to PostgreSQL's strings or patterns come back as they were.
     for (const QString value : {"back\\slash\\", "100%_\"x\"", "a'; --|b", "é€\t😀"}) {
-        const QString quoted = "'" + db::SqlQuote(value) + "'";
+        const QString quoted = "'" + platform::SqlQuote(value) + "'";
         db.execute("INSERT INTO tblManual (ScanValue, ReturnValue) VALUES (" + quoted + ", " +
                    quoted + ")");
         EXPECT_EQ(first(db, "SELECT ReturnValue FROM tblManual WHERE ScanValue = " + quoted),
