@@ -22,6 +22,7 @@ namespace platform {
 class KeyedRowWriter;
 class Recordset;
 class RowWriter;
+class SqliteStatement;
 class Table;
 
 // Field types understood by Database::addField (the numbering of the program's original
@@ -339,6 +340,10 @@ private:
 // they are reached, so a table of millions of rows opens at once and a seek costs one lookup.
 class Table : public RecordCursor {
 public:
+    Table(Table&& other) noexcept;
+    Table& operator=(Table&& other) noexcept;
+    ~Table() override;
+
     // "PrimaryKey" is the table's primary key; other names are the file's own indexes.
     void setIndex(const QString& name);
 
@@ -360,6 +365,7 @@ private:
     Table(QSqlDatabase db, QString table, QString path, Engine engine);
     void prepareQueries();
     void runSeek(const QVariant& key);
+    void runFileSeek(const QVariant& key);
 
     QVector<QVariant>* currentValues() override;
     std::optional<qint64> currentRowId() const override;
@@ -376,6 +382,9 @@ private:
     QStringList indexColumns_;
     QSqlQuery seekQuery_;
     QSqlQuery rowQuery_;
+    // In a file the seek runs on SQLite itself (see runFileSeek).
+    std::unique_ptr<SqliteStatement> fileSeek_;
+    QString fileSeekSql_;
     bool noMatch_ = true;
 
     std::optional<qint64> rowid_;

@@ -51,6 +51,9 @@ QString nextConnectionName();
 
 // --- the file engine (database_file.cpp) -------------------------------------------------------
 
+// The SQLite connection under a file's connection of Qt's database layer.
+sqlite3* fileHandle(const QSqlDatabase& db);
+
 // The type of a column added to a file's table (a field type number and a text size).
 QString fileFieldType(int type, int size);
 std::unique_ptr<RowWriter> fileRowWriter(Database& db, const QString& table,

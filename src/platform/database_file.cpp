@@ -196,6 +196,11 @@ QString fileFieldType(int type, int size) {
     }
 }
 
+sqlite3* fileHandle(const QSqlDatabase& db) {
+    const QVariant handle = db.driver()->handle();
+    return *static_cast<sqlite3* const*>(handle.constData());
+}
+
 std::unique_ptr<RowWriter> fileRowWriter(Database& db, const QString& table,
                                          const QStringList& columns) {
     return std::make_unique<FileRowWriter>(db, table, columns);
@@ -262,8 +267,7 @@ sqlite3* Database::nativeHandle() const {
     if (engine_ != Engine::Sqlite)
         throw AppError(err::DatabaseError,
                        QStringLiteral("'%1' is not a database file.").arg(path_));
-    const QVariant handle = connection().driver()->handle();
-    return *static_cast<sqlite3* const*>(handle.constData());
+    return detail::fileHandle(connection());
 }
 
 } // namespace platform

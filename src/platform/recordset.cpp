@@ -1,11 +1,13 @@
 #include "platform/app_error.h"
 #include "platform/database_engines.h"
+#include "platform/sqlite_statement.h"
 
 #include <QSqlIndex>
 #include <QSqlQuery>
 #include <QSqlRecord>
 
 #include <algorithm>
+#include <sqlite3.h>
 
 // Record sets and tables: the rows of a statement or a table, walked, sought and edited.
 namespace platform {
@@ -52,14 +54,20 @@ QString RecordCursor::columnList() const {
     return names.join(u", ");
 }
 
+// Fields are found by their names in lower case, and also as the table spells them, which is how
+// the program asks for them: that needs no lowered copy of the name.
 void RecordCursor::setFields(const QStringList& fields) {
     fields_ = fields;
     fieldIndex_.clear();
     for (int i = 0; i < fields.size(); ++i)
         fieldIndex_.insert(fields[i].toLower(), i);
+    for (int i = 0; i < fields.size(); ++i)
+        fieldIndex_.insert(fields[i], i);
 }
 
 int RecordCursor::fieldIndex(const QString& name) const {
+    if (const auto spelled = fieldIndex_.constFind(name); spelled != fieldIndex_.cend())
+        return *spelled;
     return fieldIndex_.value(name.toLower(), -1);
 }
 
@@ -316,6 +324,10 @@ Table::Table(QSqlDatabase db, QString table, QString path, Engine engine)
     positionAtFirst();
 }
 
+Table::Table(Table&& other) noexcept = default;
+Table& Table::operator=(Table&& other) noexcept = default;
+Table::~Table() = default;
+
 // The row and seek statements name their columns: the server's row id column is not a field.
 void Table::prepareQueries() {
     rowQuery_ = QSqlQuery(db_);
@@ -324,13 +336,18 @@ void Table::prepareQueries() {
     if (!rowQuery_.prepare(row))
         raise(rowQuery_.lastError(), path_, row, engine_);
     seekQuery_ = QSqlQuery(db_);
+    fileSeek_.reset();
     if (indexColumns_.isEmpty())
         return;
     const QString seek = QStringLiteral("SELECT %1, %2 FROM %3 WHERE %4 = ?")
                              .arg(rowIdColumn(), columnList(), quotedTable(),
                                   quotedName(engine_, indexColumns_.first()));
-    if (!seekQuery_.prepare(seek))
+    if (engine_ == Engine::Sqlite) {
+        fileSeek_ = std::make_unique<SqliteStatement>(detail::fileHandle(db_), seek, path_);
+        fileSeekSql_ = seek;
+    } else if (!seekQuery_.prepare(seek)) {
         raise(seekQuery_.lastError(), path_, seek, engine_);
+    }
 }
 
 QString Table::orderBy() const {
@@ -412,6 +429,10 @@ void Table::seek(const QVariant& key) {
 }
 
 void Table::runSeek(const QVariant& key) {
+    if (fileSeek_) {
+        runFileSeek(key);
+        return;
+    }
     seekQuery_.bindValue(0, key);
     if (!seekQuery_.exec())
         raise(seekQuery_.lastError(), path_, seekQuery_.lastQuery(), engine_);
@@ -427,6 +448,36 @@ void Table::runSeek(const QVariant& key) {
     }
     seekQuery_.finish();
     keysetPos_ = kUnknownPosition;
+}
+
+// A file's seek runs on SQLite itself: Qt's driver builds a record of the result's columns and a
+// cache of its values on every run, which costs more than the seek. The statement is reset at
+// once, so that no read lock stays between seeks (scanning keeps the table open for hours).
+void Table::runFileSeek(const QVariant& key) {
+    fileSeek_->bind(1, key);
+    const int rc = fileSeek_->tryNext();
+    noMatch_ = rc != SQLITE_ROW;
+    rowDeleted_ = false;
+    keysetPos_ = kUnknownPosition;
+    if (rc == SQLITE_ROW) {
+        rowid_ = fileSeek_->int64(0);
+        row_.resize(fieldCount());
+        for (int i = 0; i < fieldCount(); ++i)
+            row_[i] = fileSeek_->value(i + 1);
+    } else {
+        rowid_.reset();
+    }
+    if (rc == SQLITE_ROW || rc == SQLITE_DONE) {
+        fileSeek_->reset();
+        return;
+    }
+    // Told as any other statement's failure is.
+    sqlite3* handle = fileSeek_->handle();
+    const QSqlError error(QString(), QString::fromUtf8(sqlite3_errmsg(handle)),
+                          QSqlError::StatementError,
+                          QString::number(sqlite3_extended_errcode(handle)));
+    fileSeek_->reset();
+    raise(error, path_, fileSeekSql_, engine_);
 }
 
 int Table::recordCount() const {
