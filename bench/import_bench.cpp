@@ -107,16 +107,16 @@ int main(int argc, char** argv) {
         seconds([&] { result = import::ImportDelimitedFile(csv, u',', progress); });
     std::printf("comma-separated list, %lld lines: %.2f s (%lld rows written); sqlite3 .import "
                 "%.2f s; ratio %.2f (target at most 2)\n",
-                lines, delimited, result.written, reference, delimited / reference);
+                lines, delimited, result.written(), reference, delimited / reference);
 
     emptyCodelink(dir.path());
     const double iifSeconds = seconds([&] {
         result = import::ImportIifFile(
-            {iif, "QuickBooks", "Custom Field 1", "Item Name", "Description"}, progress);
+            {iif, "QuickBooks", "Custom Field 1", "Item Name", "Description", {}}, progress);
     });
     std::printf("IIF export, %lld items: %.2f s (%lld rows written); ratio to sqlite3 .import of "
                 "the list %.2f\n",
-                lines, iifSeconds, result.written, iifSeconds / reference);
+                lines, iifSeconds, result.written(), iifSeconds / reference);
     std::printf("peak resident memory: %.1f MB (target under 100 MB)\n",
                 bench::statusMegabytes("VmHWM:"));
     return 0;

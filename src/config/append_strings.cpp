@@ -5,6 +5,7 @@
 #include "platform/conversions.h"
 #include "platform/database.h"
 #include "platform/dialogs.h"
+#include "platform/jet_sql.h"
 
 #include <QComboBox>
 #include <QSignalBlocker>
@@ -21,7 +22,7 @@ QString textOf(const QVariant& value) {
 
 QString byName(const QString& fields, const QString& name) {
     return QStringLiteral("SELECT %1 From tblAppendStr WHERE (((tblAppendStr.Name)='").arg(fields) +
-           db::SqlQuote(name) + QStringLiteral("'));");
+           platform::SqlQuote(name) + QStringLiteral("'));");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "db/db_path.h"
 #include "platform/conversions.h"
 #include "platform/database.h"
+#include "platform/jet_sql.h"
 
 namespace core {
 
@@ -29,7 +30,7 @@ std::optional<AppendString> ChooseAppendString(const QString& name) {
     platform::Database db = platform::Database::open(db::GetDbPath());
     platform::Recordset row = db.openRecordset(
         QStringLiteral("SELECT tblAppendStr.* From tblAppendStr WHERE (((tblAppendStr.Name)='") +
-        db::SqlQuote(name) + QStringLiteral("'));"));
+        platform::SqlQuote(name) + QStringLiteral("'));"));
     if (row.eof())
         return std::nullopt;
     const AppendString chosen{platform::toText(row.value(QStringLiteral("Name"))),

@@ -10,6 +10,7 @@
 #include "db/shared_server.h"
 #include "import/accounting.h"
 #include "import/import_engine.h"
+#include "import/list_settings.h"
 #include "platform/app_error.h"
 #include "platform/console.h"
 #include "platform/conversions.h"
@@ -26,6 +27,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 
 namespace core {
@@ -53,19 +55,24 @@ const char* const kUsage =
     "Without a command the program starts with its window. The commands work headless on the\n"
     "databases of the program's folder (the shared translation database when one is set):\n"
     "\n"
-    "  import FILE [--scan FIELD] [--return FIELD] [--description FIELD]\n"
+    "  import FILE [--scan FIELD] [--return FIELD] [--description FIELD] [--header] [--units]\n"
     "        Imports an item list into the translation table. The kind follows the file's\n"
     "        extension as the item map window takes it for the accounting system of the\n"
     "        settings: .iif (QuickBooks IIF item export), .txt (tab-delimited), .csv\n"
     "        (comma-separated). For IIF files the field options name fields of the accounting\n"
-    "        system; by default the scan and return fields last used in the item map window and\n"
-    "        the default description. Delimited lists take no field options: column 1 is the\n"
-    "        return value, column 2 the scan value, column 3 the description.\n"
+    "        system (or a custom field by its label in the file, such as UPC); by default the\n"
+    "        scan and return fields last used in the item map window and the default\n"
+    "        description. Delimited lists take no field options: column 1 is the return value,\n"
+    "        column 2 the scan value, column 3 the description; --header says that the first\n"
+    "        line holds column names. --units reads scan fields as barcodes with their units of\n"
+    "        measure, in the record format set in the item map window (111111,6;222222,12).\n"
+    "        The last line gives the counts of rows written, removed and in error.\n"
     "  export FILE\n"
-    "        Writes the translation table as a tab-delimited list (return value, scan value,\n"
-    "        description; UTF-8) that the import reads back.\n"
+    "        Writes the translation table as a tab-delimited list (a line of column names, then\n"
+    "        return value, scan value, description and unit; UTF-8) that the import reads back.\n"
     "  lookup CODE\n"
-    "        Prints the return value and the unit that a scan of CODE gets in translation mode.\n"
+    "        Prints the return value and the unit that a scan of CODE gets in translation mode;\n"
+    "        for a code that is not in the table, the code itself and unit 1 (exit status 2).\n"
     "  shared-init URI [--from-local]\n"
     "        Sets up an empty PostgreSQL database (postgresql://[user@]host[:port]/database) as\n"
     "        the shared translation database of several workstations: makes its tables with the\n"
@@ -86,20 +93,28 @@ const char* const kUsage =
     "  --help\n"
     "        Shows this text.\n"
     "\n"
-    "Exit status: 0 on success, 1 with a message on standard error otherwise.\n";
+    "Exit status: 0 on success, 1 with a message on standard error otherwise (2: lookup of a\n"
+    "code that is not in the table).\n";
 
-// The arguments after the command: positional ones in order, and "--name value" options.
+// The arguments after the command: positional ones in order, "--name value" options and
+// "--name" flags.
 struct Arguments {
     QStringList positional;
     QMap<QString, QString> options;
+    QStringList flags;
 };
 
-Arguments parse(const QStringList& arguments, const QStringList& allowedOptions) {
+Arguments parse(const QStringList& arguments, const QStringList& allowedOptions,
+                const QStringList& allowedFlags = {}) {
     Arguments parsed;
     for (qsizetype i = 0; i < arguments.size(); ++i) {
         const QString& argument = arguments[i];
         if (!argument.startsWith(QStringLiteral("--"))) {
             parsed.positional << argument;
+            continue;
+        }
+        if (allowedFlags.contains(argument)) {
+            parsed.flags << argument;
             continue;
         }
         if (!allowedOptions.contains(argument))
@@ -173,41 +188,28 @@ private:
 };
 
 // The IIF import's fields: the options given, else the choices last used in the item map window
-// and the default description. Each must be a field the accounting system defines.
+// and the default description. The import refuses a field the accounting system does not have.
 // (The return type trails: a line that begins with "import" reads as a module import to tools.)
-auto iifFields(const QString& file, const Arguments& arguments) -> import::IifImport {
+auto iifFields(const QString& file, const Arguments& arguments,
+               const std::optional<import::UnitFormat>& units) -> import::IifImport {
     const QString accounting = shared().Accounting;
     const StoredSettings stored = ReadStoredSettings().value_or(StoredSettings());
-    const import::FieldChoices scans =
-        import::ReadFieldChoices(accounting, QStringLiteral("cmbItemScan0"));
-    const import::FieldChoices descriptions =
-        import::ReadFieldChoices(accounting, QStringLiteral("cmbItemDescrip"));
-    import::IifImport request{
-        file, accounting,
+    return {
+        file,
+        accounting,
         arguments.options.value(QStringLiteral("--scan"), stored.CustomScan.trimmed()),
         arguments.options.value(QStringLiteral("--return"), stored.CustomReturn.trimmed()),
-        arguments.options.value(QStringLiteral("--description"), descriptions.defaultField)};
-    const auto refuseField = [&](const QString& role, const QString& field,
-                                 const QStringList& choices) {
-        throw Refusal(
-            QStringLiteral("\"%1\" is not a %2 field of %3 item exports; choose one of: "
-                           "%4")
-                .arg(field.trimmed(), role, accounting, choices.join(QStringLiteral(", "))));
-    };
-    if (!scans.fields.contains(request.scanField, Qt::CaseInsensitive))
-        refuseField(QStringLiteral("scan"), request.scanField, scans.fields);
-    if (import::ReturnFieldPosition(accounting, request.returnField) == 0)
-        refuseField(QStringLiteral("return"), request.returnField,
-                    scans.fields + descriptions.fields);
-    if (!descriptions.fields.contains(request.descriptionField, Qt::CaseInsensitive))
-        refuseField(QStringLiteral("description"), request.descriptionField, descriptions.fields);
-    return request;
+        arguments.options.value(
+            QStringLiteral("--description"),
+            import::ReadFieldChoices(accounting, QStringLiteral("cmbItemDescrip")).defaultField),
+        units};
 }
 
 int importCommand(const QStringList& rawArguments) {
-    const Arguments arguments =
-        parse(rawArguments, {QStringLiteral("--scan"), QStringLiteral("--return"),
-                             QStringLiteral("--description")});
+    const Arguments arguments = parse(
+        rawArguments,
+        {QStringLiteral("--scan"), QStringLiteral("--return"), QStringLiteral("--description")},
+        {QStringLiteral("--header"), QStringLiteral("--units")});
     const QString file = onlyArgument(arguments, QStringLiteral("item file"));
     if (!QFileInfo(file).isFile())
         throw Refusal(QStringLiteral("there is no file %1").arg(file));
@@ -220,28 +222,29 @@ int importCommand(const QStringList& rawArguments) {
                            "give an IIF export (.iif), a tab-delimited list (.txt) or a "
                            "comma-separated list (.csv) of the kinds enabled for %2")
                 .arg(file, accounting));
+    std::optional<import::UnitFormat> units;
+    if (arguments.flags.contains(QStringLiteral("--units")))
+        units = import::UnitFormatOf(import::ReadListSettings());
     TerminalProgress progress;
     import::ImportResult result;
     if (kind == import::kIif) {
-        const import::IifImport request = iifFields(file, arguments);
+        if (arguments.flags.contains(QStringLiteral("--header")))
+            throw Refusal(QStringLiteral("--header applies to delimited lists only: an IIF "
+                                         "export marks its heading lines itself"));
         if (!import::IsIifItemExport(file, accounting))
             throw Refusal(QStringLiteral("%1: Not a product export file of type IIF (its third "
                                          "line does not begin with !CUSTITEMDICT)")
                               .arg(file));
-        result = import::ImportIifFile(request, progress);
+        result = import::ImportIifFile(iifFields(file, arguments, units), progress);
     } else {
         if (!arguments.options.isEmpty())
             throw Refusal(QStringLiteral("field options apply to IIF files only: a delimited list "
                                          "has fixed columns"));
-        result = import::ImportDelimitedFile(file, kind == import::kTabDelimited ? u'\t' : u',',
-                                             progress);
+        result = import::ImportDelimitedFile(
+            file, kind == import::kTabDelimited ? u'\t' : u',', progress,
+            {arguments.flags.contains(QStringLiteral("--header")), units});
     }
-    print(QStringLiteral("%1: lines read %2, rows written %3, rows removed %4, error rows %5")
-              .arg(file)
-              .arg(result.lines)
-              .arg(result.written)
-              .arg(result.removed)
-              .arg(result.errors));
+    print(file + QStringLiteral(": ") + import::ImportSummary(result));
     return 0;
 }
 
@@ -327,7 +330,12 @@ int lookupCommand(const QStringList& rawArguments) {
     double unit = 1;
     const QString value = platform::toText(LookUpScan(codelink, code, unit));
     print(value + u'\t' + platform::numberToText(unit));
-    return 0;
+    if (!codelink.noMatch())
+        return 0;
+    printError(QStringLiteral("%1 is not in the translation table: a scan of it is typed as it "
+                              "was scanned")
+                   .arg(code));
+    return 2;
 }
 
 const QMap<QString, std::function<int(const QStringList&)>>& commands() {

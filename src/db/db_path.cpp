@@ -51,13 +51,6 @@ QString GetDbPath() {
     return core::programFile(QStringLiteral("dbScan.mdb"));
 }
 
-QString SqlQuote(const QString& value) {
-    QString quoted = value;
-    quoted.replace(QStringLiteral("'"), QStringLiteral("''"));
-    quoted.replace(QStringLiteral("|"), QStringLiteral("' & chr(124) & '"));
-    return quoted;
-}
-
 QString PrepareSharedDatabase(const QString& path) {
     const bool server = platform::isServerLocation(path);
     if (path.trimmed().isEmpty())

@@ -24,10 +24,6 @@ inline const QStringList kSharedTables{QStringLiteral("tblAppendStr"),
 // For a server URI: true when a connection can be made within a few seconds.
 bool SharedDbReachable(const QString& path);
 
-// The text to put between single quotes in an SQL literal: "'" doubled, and "|" spliced in as
-// "' & chr(124) & '".
-QString SqlQuote(const QString& value);
-
 // Checks a file or server chosen as shared database and brings it up to date: a file's name must
 // end in ".mdb" (in any case); it must be a database of this program holding tblAppendStr,
 // tblImportErrors, tblManual and tblCodelink, and on a server the account must be allowed to read

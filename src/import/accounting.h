@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMap>
 #include <QString>
 #include <QStringList>
 
@@ -48,6 +49,23 @@ struct FieldChoices {
     QString defaultField;
 };
 FieldChoices ReadFieldChoices(const QString& accounting, const QString& control);
+
+// The fields an accounting system's exports have, for the return value (which may be any of
+// them): the scan fields, then the description fields.
+QStringList ReadReturnFields(const QString& accounting);
+
+// The labels that an IIF export's !CUSTITEMDICT/CUSTITEMDICT lines give the items' custom fields,
+// by the fields' names ("Custom Field 1" -> "UPC"; the dictionary's index 0 is custom field 1).
+// Empty for a file without them or one that cannot be read.
+using FieldLabels = QMap<QString, QString>;
+FieldLabels ReadCustomFieldLabels(const QString& path);
+
+// A field as the lists show it: "Custom Field 1 (UPC)" when the file labels it, else its name.
+QString FieldDisplayName(const QString& field, const FieldLabels& labels);
+
+// The field among fields that text names, without regard to case: by its name, as the lists show
+// it, or by its label. Empty when it names none of them.
+QString ResolveField(const QString& text, const QStringList& fields, const FieldLabels& labels);
 
 // The column of a field chosen in a choice list, or of a field named for the return value (any
 // list); 0 when there is no such field.

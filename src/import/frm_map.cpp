@@ -3,6 +3,7 @@
 #include "core/program_folder.h"
 #include "core/shared_state.h"
 #include "import/frm_preview.h"
+#include "import/list_settings.h"
 #include "import/qb_interface.h"
 #include "platform/busy_cursor.h"
 #include "platform/conversions.h"
@@ -26,7 +27,6 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScopeGuard>
-#include <QSettings>
 #include <QVBoxLayout>
 
 namespace import {
@@ -38,20 +38,14 @@ namespace {
 const QString kScanControl = QStringLiteral("cmbItemScan0");
 const QString kDescriptionControl = QStringLiteral("cmbItemDescrip");
 const QString kNoChoices = QStringLiteral("No Choices");
+const QString kReturnColumn = QStringLiteral("Column 1");
+const QString kScanColumn = QStringLiteral("Column 2");
 const QStringList kDelimiters{",", ";", "!",  "@", "#", "$", "%", "^",
                               "&", "*", "\\", "/", "|", "?", ":", "."};
 
 QPointer<frmMap>& openWindow() {
     static QPointer<frmMap> window;
     return window;
-}
-
-QSettings userSettings() {
-    return QSettings(QStringLiteral("Orvane Translator"), QStringLiteral("Orvane Translator"));
-}
-
-QString settingKey(const char* name) {
-    return QStringLiteral("Settings/") + QString::fromLatin1(name);
 }
 
 QString kindName(int kind) {
@@ -69,11 +63,19 @@ QString kindName(int kind) {
     }
 }
 
+// The field a list names: the field behind the entry chosen, else the name typed into it.
+QString chosenField(const QComboBox* box) {
+    const int index = box->currentIndex();
+    if (index >= 0 && box->itemText(index) == box->currentText() && !box->itemData(index).isNull())
+        return box->itemData(index).toString();
+    return box->currentText().trimmed();
+}
+
 } // namespace
 
 // The progress label and bar of the window. The bar runs from 0 to 1000 whatever the unit of the
-// import, and the window repaints every tenth of a second, so that it neither turns white nor
-// takes clicks while the import runs.
+// work, and the window repaints every tenth of a second, so that it neither turns white nor
+// takes clicks while it works; a close request is taken then (closeEvent asks whether to stop).
 class frmMap::Progress : public ImportProgress {
 public:
     explicit Progress(frmMap& window)
@@ -91,12 +93,14 @@ public:
         window_.pbarMap->setValue(0);
     }
     void advance(qint64 value) override {
-        if (clock_.elapsed() < kRepaintMs)
+        const bool done = value >= maximum_; // the end is always shown
+        if (!done && clock_.elapsed() < kRepaintMs)
             return;
         clock_.restart();
         window_.pbarMap->setValue(int(std::min<qint64>(value, maximum_) * kSteps / maximum_));
         repaintNow();
     }
+    bool stopRequested() const override { return window_.stopRequested_; }
 
 private:
     static constexpr int kSteps = 1000;
@@ -146,6 +150,8 @@ void frmMap::buildControls() {
     sourceRow->addWidget(txtItemSrc, 1);
     sourceRow->addWidget(cmdBrowseItmSrc);
     lblFileType = named(new QLabel(QStringLiteral("File Type:"), Frame1), "lblFileType");
+    ChHeader =
+        named(new QCheckBox(QStringLiteral("First line holds column names"), Frame1), "ChHeader");
     // Four scan lists share one place; only the first is read by the import.
     auto* scanLists = new QWidget(Frame1);
     auto* scanStack = new QHBoxLayout(scanLists);
@@ -158,11 +164,14 @@ void frmMap::buildControls() {
         cmbItemMap[i]->setVisible(i == 0);
         scanStack->addWidget(cmbItemMap[i]);
     }
-    txtItemRet = named(new QLineEdit(Frame1), "txtItemRet");
+    txtItemRet = named(new QComboBox(Frame1), "txtItemRet");
+    txtItemRet->setEditable(true);
+    txtItemRet->setInsertPolicy(QComboBox::NoInsert);
     cmbItemDesc = named(new QComboBox(Frame1), "cmbItemDesc");
     auto* fields = new QFormLayout(Frame1);
     fields->addRow(named(new QLabel(QStringLiteral("Source:"), Frame1), "lblItemSrc"), sourceRow);
     fields->addRow(lblFileType);
+    fields->addRow(ChHeader);
     fields->addRow(named(new QLabel(QStringLiteral("Scan:"), Frame1), "lblItemScan"), scanLists);
     fields->addRow(named(new QLabel(QStringLiteral("Return:"), Frame1), "lblItemRet"), txtItemRet);
     fields->addRow(QStringLiteral("Description:"), cmbItemDesc);
@@ -196,6 +205,7 @@ void frmMap::buildControls() {
     pbarMap = named(new QProgressBar(this), "pbarMap");
     pbarMap->setTextVisible(false);
     lblProgress = named(new QLabel(this), "lblProgress");
+    lblProgress->setWordWrap(true);
 
     inputs_ = {menuBar, Frame1, FrUnit};
 
@@ -235,52 +245,43 @@ void frmMap::connectControls() {
 // --- loading ---------------------------------------------------------------------------------
 
 void frmMap::Load() {
-    QSettings settings = userSettings();
-    const QString second = settings.value(settingKey("UMDel1"), QStringLiteral(";")).toString();
-    const QString first = settings.value(settingKey("UMDel0"), QStringLiteral(",")).toString();
-    CmbDel[1]->addItem(second); // so that list 0 leaves it out
-    fillDelimiterList(0, first);
-    fillDelimiterList(1, second);
-    ChUnit->setChecked(settings.value(settingKey("UMDel"), false).toBool());
+    const ListSettings settings = ReadListSettings();
+    CmbDel[1]->addItem(settings.afterUnit); // so that list 0 leaves it out
+    fillDelimiterList(0, settings.afterBarcode);
+    fillDelimiterList(1, settings.afterUnit);
+    ChUnit->setChecked(settings.units);
+    ChHeader->setChecked(settings.header);
 
     setWindowTitle(core::shared().Accounting + QStringLiteral(" Item Mapping"));
 
     platform::Database db = platform::Database::open(core::programFile(QStringLiteral("dbScan")));
     platform::Recordset row =
         db.openRecordset(QStringLiteral("SELECT tblSettings.* FROM tblSettings"));
+    QString source;
     if (!row.eof()) {
-        const QVariant source = row.value(QStringLiteral("Source"));
+        const QVariant stored = row.value(QStringLiteral("Source"));
         const QVariant scan = row.value(QStringLiteral("CustomScan"));
         const QVariant returnField = row.value(QStringLiteral("CustomReturn"));
-        if (!platform::isNull(source))
-            setSource(platform::toText(source).trimmed());
+        if (!platform::isNull(stored))
+            source = platform::toText(stored).trimmed();
         if (!platform::isNull(scan))
-            cmbItemMap[0]->setEditText(platform::toText(scan));
+            storedScan_ = platform::toText(scan).trimmed();
         if (!platform::isNull(returnField))
-            txtItemRet->setText(platform::toText(returnField));
+            storedReturn_ = platform::toText(returnField).trimmed();
     }
-    fillChoiceLists();
+    cmbItemMap[0]->setEditText(storedScan_);
+    txtItemRet->setEditText(storedReturn_);
+    fillDescriptionList();
+    setSource(source);
 }
 
-void frmMap::fillChoiceLists() {
-    const QString accounting = core::shared().Accounting;
-    QComboBox* scan = cmbItemMap[0];
-    if (scan->isEnabled()) { // the fixed "Column 2" of a delimited list stays
-        const QString current = scan->currentText();
-        const FieldChoices scanChoices = ReadFieldChoices(accounting, kScanControl);
-        scan->clear();
-        scan->addItems(scanChoices.fields);
-        if (scanChoices.fields.isEmpty())
-            scan->setEditText(kNoChoices);
-        else
-            scan->setCurrentIndex(scan->findText(current, Qt::MatchFixedString));
-        if (scan->currentIndex() < 0 && !scanChoices.fields.isEmpty())
-            scan->setEditText(current);
-    }
-    const FieldChoices descriptions = ReadFieldChoices(accounting, kDescriptionControl);
+void frmMap::fillDescriptionList() {
+    const FieldChoices descriptions =
+        ReadFieldChoices(core::shared().Accounting, kDescriptionControl);
     cmbItemDesc->clear();
-    cmbItemDesc->addItems(descriptions.fields);
-    cmbItemDesc->setCurrentIndex(cmbItemDesc->findText(descriptions.defaultField));
+    for (const QString& field : descriptions.fields)
+        cmbItemDesc->addItem(FieldDisplayName(field, labels_), field);
+    cmbItemDesc->setCurrentIndex(cmbItemDesc->findData(descriptions.defaultField));
 }
 
 // List k holds the sixteen delimiters but the one chosen in the other list, so that the two can
@@ -309,6 +310,8 @@ void frmMap::setSource(const QString& path) {
     txtItemSrc_Change();
 }
 
+// The field lists follow the kind of the source: a company file's custom fields, an export's
+// fields (with the labels the file gives its custom fields), or a list's fixed columns.
 void frmMap::txtItemSrc_Change() {
     const QString path = txtItemSrc->text();
     if (path == appliedSource_ && !path.isEmpty())
@@ -316,39 +319,87 @@ void frmMap::txtItemSrc_Change() {
     appliedSource_ = path;
     const AccountingFlags flags = ReadAccountingFlags(core::shared().Accounting);
     sourceKind_ = SourceKindOf(path, flags);
-    QComboBox* scan = cmbItemMap[0];
     switch (sourceKind_) {
-    case kCompanyFile: {
-        country_ = flags.Country;
-        scan->setEnabled(true);
-        const QString stored = scan->currentText();
-        scan->clear();
-        scan->addItems(GetCustomFieldNames(path, flags));
-        if (scan->count() == 0)
-            scan->setEditText(kNoChoices);
-        else
-            scan->setCurrentIndex(std::max(0, scan->findText(stored, Qt::MatchFixedString)));
+    case kCompanyFile:
+        showCompanyFileFields(path, flags);
         break;
-    }
     case kIif:
-        if (!scan->isEnabled()) {
-            scan->setEnabled(true);
-            fillChoiceLists();
-        }
+        showExportFields(path);
         break;
     case kTabDelimited:
     case kCommaSeparated:
-        scan->clear();
-        scan->setEnabled(false);
-        scan->setEditText(QStringLiteral("Column 2"));
-        txtItemRet->setText(QStringLiteral("Column 1"));
+        showFixedColumns();
         break;
     default:
         txtItemSrc->clear(); // only a source of an enabled kind is kept
         appliedSource_.clear();
+        showExportFields(QString());
         break;
     }
+    ChHeader->setEnabled(sourceKind_ == kTabDelimited || sourceKind_ == kCommaSeparated);
     lblFileType->setText(QStringLiteral("File Type: ") + kindName(sourceKind_));
+}
+
+// The custom fields that QuickBooks defines for items; the stored choice is selected.
+void frmMap::showCompanyFileFields(const QString& path, const AccountingFlags& flags) {
+    country_ = flags.Country;
+    labels_.clear();
+    QComboBox* scan = cmbItemMap[0];
+    const QString wanted = scan->isEnabled() ? scan->currentText() : storedScan_;
+    scan->setEnabled(true);
+    txtItemRet->setEnabled(true);
+    scan->clear();
+    scan->addItems(GetCustomFieldNames(path, flags));
+    if (scan->count() == 0)
+        scan->setEditText(kNoChoices);
+    else
+        scan->setCurrentIndex(std::max(0, scan->findText(wanted, Qt::MatchFixedString)));
+    if (txtItemRet->currentText() == kReturnColumn)
+        txtItemRet->setEditText(storedReturn_);
+}
+
+// The fields of the accounting system's exports, shown with the labels of the file's custom
+// fields; the choices made before (or stored) stay when they name a field, else the first field
+// is chosen, never the columns of a delimited list.
+void frmMap::showExportFields(const QString& path) {
+    labels_ = path.isEmpty() ? FieldLabels() : ReadCustomFieldLabels(path);
+    const QString accounting = core::shared().Accounting;
+    const FieldChoices scanChoices = ReadFieldChoices(accounting, kScanControl);
+    const QStringList returnFields = ReadReturnFields(accounting);
+    const auto refill = [&](QComboBox* box, const QStringList& fields, const QString& stored) {
+        const QString current = box->isEnabled() ? box->currentText() : stored;
+        QString chosen = ResolveField(current, fields, labels_);
+        if (chosen.isEmpty())
+            chosen = ResolveField(stored, fields, labels_);
+        box->setEnabled(true);
+        box->clear();
+        for (const QString& field : fields)
+            box->addItem(FieldDisplayName(field, labels_), field);
+        if (fields.isEmpty())
+            box->setEditText(kNoChoices);
+        else if (chosen.isEmpty() && !current.trimmed().isEmpty() && current != kScanColumn &&
+                 current != kReturnColumn && current != kNoChoices)
+            box->setEditText(current); // a name typed by the user; the import says if it is none
+        else
+            box->setCurrentIndex(std::max(0, box->findData(chosen)));
+    };
+    refill(cmbItemMap[0], scanChoices.fields, storedScan_);
+    refill(txtItemRet, returnFields, storedReturn_);
+    const QString description = cmbItemDesc->currentData().toString();
+    fillDescriptionList();
+    if (const int kept = cmbItemDesc->findData(description); kept >= 0)
+        cmbItemDesc->setCurrentIndex(kept);
+}
+
+// A delimited list's columns are fixed: the field lists show them and cannot be changed.
+void frmMap::showFixedColumns() {
+    labels_.clear();
+    for (QComboBox* box : {cmbItemMap[0], txtItemRet}) {
+        box->clear();
+        box->setEnabled(false);
+    }
+    cmbItemMap[0]->setEditText(kScanColumn);
+    txtItemRet->setEditText(kReturnColumn);
 }
 
 void frmMap::cmdBrowseItmSrc_Click() {
@@ -383,8 +434,23 @@ void frmMap::cmdBrowseItmSrc_Click() {
 // --- preview and update ----------------------------------------------------------------------
 
 IifImport frmMap::iifImport() const {
-    return {txtItemSrc->text().trimmed(), core::shared().Accounting, cmbItemMap[0]->currentText(),
-            txtItemRet->text(), cmbItemDesc->currentText()};
+    return {txtItemSrc->text().trimmed(), core::shared().Accounting, chosenField(cmbItemMap[0]),
+            chosenField(txtItemRet),      chosenField(cmbItemDesc),  unitFormat()};
+}
+
+ListSettings frmMap::listSettings() const {
+    return {CmbDel[0]->currentText(), CmbDel[1]->currentText(), ChUnit->isChecked(),
+            ChHeader->isChecked()};
+}
+
+std::optional<UnitFormat> frmMap::unitFormat() const {
+    if (!ChUnit->isChecked())
+        return std::nullopt;
+    return UnitFormatOf(listSettings());
+}
+
+ListOptions frmMap::listOptions() const {
+    return {ChHeader->isChecked(), unitFormat()};
 }
 
 void frmMap::refuseSource(const QString& text, bool warning) {
@@ -403,7 +469,7 @@ void frmMap::cmdItemPrev_Click() {
     QString refusal;
     if (source.isEmpty())
         refusal = QStringLiteral("Please enter a source file");
-    else if (txtItemRet->text().isEmpty())
+    else if (txtItemRet->currentText().isEmpty())
         refusal = QStringLiteral("Please enter a return code");
     else if (cmbItemMap[0]->currentText().trimmed().isEmpty())
         refusal = QStringLiteral("Please choose a scan control");
@@ -413,21 +479,34 @@ void frmMap::cmdItemPrev_Click() {
         platform::msgBox(refusal);
         return;
     }
-    if (sourceKind_ == kTabDelimited || sourceKind_ == kCommaSeparated) {
-        // The preview shows tblPreview as it stands: fill it from the file chosen here.
-        Progress progress(*this);
-        const platform::BusyCursor busy;
-        BuildDelimitedPreview(source, sourceKind_ == kTabDelimited ? u'\t' : u',', progress);
+    const bool built = work([this](Progress& progress) { return buildPreview(progress); });
+    if (stopRequested_)
+        close();
+    if (!built || stopRequested_)
+        return;
+    frmPreview::showWindow(
+        {sourceKind_, iifImport(), ReadAccountingFlags(iifImport().accounting), true}, this);
+}
+
+// Fills tblPreview for the source with the window's progress; false when it was not filled.
+bool frmMap::buildPreview(Progress& progress) {
+    switch (sourceKind_) {
+    case kCompanyFile:
+        return ReadItems(false, cmbItemMap[0]->currentText(), txtItemSrc->text().trimmed(),
+                         ReadAccountingFlags(core::shared().Accounting), core::shared().Accounting,
+                         progress);
+    case kIif:
+        BuildIifPreview(iifImport(), progress);
+        return true;
+    default:
+        BuildDelimitedPreview(txtItemSrc->text().trimmed(),
+                              sourceKind_ == kTabDelimited ? u'\t' : u',', progress, listOptions());
+        return true;
     }
-    frmPreview::showWindow({sourceKind_, iifImport(), ReadAccountingFlags(iifImport().accounting)},
-                           this);
 }
 
 void frmMap::cmdUpdateDB_Click() {
-    QSettings settings = userSettings();
-    settings.setValue(settingKey("UMDel0"), CmbDel[0]->currentText());
-    settings.setValue(settingKey("UMDel1"), CmbDel[1]->currentText());
-    settings.setValue(settingKey("UMDel"), ChUnit->isChecked());
+    SaveListSettings(listSettings());
 
     const QString source = txtItemSrc->text().trimmed();
     if (source.isEmpty())
@@ -440,42 +519,73 @@ void frmMap::cmdUpdateDB_Click() {
                                 QStringLiteral(" is not a valid file."),
                             true);
     saveSourceSettings(true);
-    if (!runImportOrFail())
+    ImportResult result;
+    const bool read = work([&](Progress& progress) { return runImport(progress, result); });
+    if (stopRequested_) {
+        platform::msgBox(QStringLiteral("The import was stopped: ") + ImportSummary(result) + u'.',
+                         platform::Buttons::Ok, platform::Icon::Information,
+                         core::shared().strAppTitle);
+        close();
         return;
-    platform::msgBox(QStringLiteral("The Translation Table Updated Successfully"),
-                     platform::Buttons::Ok, platform::Icon::Information,
-                     core::shared().strAppTitle);
+    }
+    if (!read) {
+        if (sourceKind_ == kCompanyFile)
+            close(); // the company file could not be read; the user has been told why
+        return;
+    }
+    QString summary = ImportSummary(result);
+    summary[0] = summary[0].toUpper();
+    lblProgress->setText(summary);
+    platform::msgBox(
+        QStringLiteral("The Translation Table Updated Successfully\r\n\r\n") + summary + u'.',
+        platform::Buttons::Ok, platform::Icon::Information, core::shared().strAppTitle);
     close();
 }
 
-// Runs the import for the source's kind; false when a company file could not be read (the window
-// is then closed without the success message).
-bool frmMap::runImportOrFail() {
-    const platform::BusyCursor busy;
-    Progress progress(*this);
-    setInputsEnabled(false);
-    const auto enable = qScopeGuard([this] { setInputsEnabled(true); });
+// Runs the import for the source's kind; false when a company file could not be read.
+bool frmMap::runImport(Progress& progress, ImportResult& result) {
     switch (sourceKind_) {
     case kCompanyFile:
-        if (!ReadItems(true, cmbItemMap[0]->currentText(), txtItemSrc->text().trimmed(),
-                       ReadAccountingFlags(core::shared().Accounting), core::shared().Accounting,
-                       progress)) {
-            close();
-            return false;
-        }
-        return true;
+        return ReadItems(true, cmbItemMap[0]->currentText(), txtItemSrc->text().trimmed(),
+                         ReadAccountingFlags(core::shared().Accounting), core::shared().Accounting,
+                         progress, &result);
     case kIif:
         progress.caption(QStringLiteral("Preparing To Import File..."));
-        ImportIifFile(iifImport(), progress);
+        result = ImportIifFile(iifImport(), progress);
         return true;
     default:
-        ImportDelimitedFile(txtItemSrc->text().trimmed(),
-                            sourceKind_ == kTabDelimited ? u'\t' : u',', progress);
+        result = ImportDelimitedFile(txtItemSrc->text().trimmed(),
+                                     sourceKind_ == kTabDelimited ? u'\t' : u',', progress,
+                                     listOptions());
         return true;
     }
 }
 
-// While an import runs, the window repaints and shows its progress but takes no input.
+// Runs an import or a preview build with the window's progress, the inputs idle and the busy
+// pointer; stopRequested_ tells afterwards whether the user closed the window meanwhile. A file
+// that is no item list, or a field that is none of the accounting system's, is told in a message
+// box and gives false: the window stays open for another choice.
+bool frmMap::work(const std::function<bool(Progress&)>& job) {
+    const platform::BusyCursor busy;
+    Progress progress(*this);
+    working_ = true;
+    stopRequested_ = false;
+    setInputsEnabled(false);
+    const auto idle = qScopeGuard([this] {
+        working_ = false;
+        setInputsEnabled(true);
+    });
+    try {
+        return job(progress);
+    } catch (const ImportRefused& refusal) {
+        lblProgress->clear();
+        platform::msgBox(refusal.description(), platform::Buttons::Ok, platform::Icon::Exclamation,
+                         core::shared().strAppTitle);
+        return false;
+    }
+}
+
+// While the window works, it repaints and shows its progress but takes no input.
 void frmMap::setInputsEnabled(bool enabled) {
     for (QWidget* input : inputs_)
         input->setEnabled(enabled);
@@ -484,7 +594,8 @@ void frmMap::setInputsEnabled(bool enabled) {
 }
 
 // The source and field choices in the program folder's tblSettings: on Update the row is edited
-// when there is one; when the window closes a missing row is added.
+// when there is one; when the window closes a missing row is added. A delimited list's fixed
+// columns are not stored over the field choices of exports and company files.
 void frmMap::saveSourceSettings(bool onUpdate) {
     platform::Database db = platform::Database::open(core::programFile(QStringLiteral("dbScan")));
     platform::Recordset row = db.openRecordset(QStringLiteral("SELECT * FROM tblSettings"));
@@ -496,15 +607,30 @@ void frmMap::saveSourceSettings(bool onUpdate) {
         row.edit();
     }
     const QString source = txtItemSrc->text().trimmed();
-    const QString scan = cmbItemMap[0]->currentText().trimmed();
     row.setValue(QStringLiteral("Source"), source.isEmpty() ? QStringLiteral(" ") : source);
-    row.setValue(QStringLiteral("CustomScan"), scan.isEmpty() ? QStringLiteral(" ") : scan);
-    if (onUpdate)
-        row.setValue(QStringLiteral("CustomReturn"), txtItemRet->text());
+    if (cmbItemMap[0]->isEnabled()) {
+        storedScan_ = chosenField(cmbItemMap[0]);
+        row.setValue(QStringLiteral("CustomScan"),
+                     storedScan_.isEmpty() ? QStringLiteral(" ") : storedScan_);
+        if (onUpdate) {
+            storedReturn_ = chosenField(txtItemRet);
+            row.setValue(QStringLiteral("CustomReturn"), storedReturn_);
+        }
+    }
     row.update();
 }
 
 void frmMap::closeEvent(QCloseEvent* event) {
+    if (working_) {
+        event->ignore();
+        if (!stopRequested_ &&
+            platform::msgBox(QStringLiteral("An import is running. Stop it and close the "
+                                            "window? The rows imported so far are kept."),
+                             platform::Buttons::YesNo, platform::Icon::Question,
+                             core::shared().strAppTitle) == platform::Answer::Yes)
+            stopRequested_ = true;
+        return;
+    }
     platform::runGuarded([this] { saveSourceSettings(false); });
     event->accept();
 }

@@ -85,6 +85,10 @@ void frmPreview::buildControls() {
         txtScan[i]->setReadOnly(true);
         chkScan[i] = new QCheckBox(fraPreview);
         chkScan[i]->setObjectName(QStringLiteral("chkScan%1").arg(i));
+        // The box shows whether the row would be imported; it is not a choice.
+        chkScan[i]->setAttribute(Qt::WA_TransparentForMouseEvents);
+        chkScan[i]->setFocusPolicy(Qt::NoFocus);
+        chkScan[i]->setVisible(i == 0);
         grid->addWidget(chkScan[i], int(i), 1);
         grid->addWidget(txtScan[i], int(i), 2);
     }
@@ -123,6 +127,10 @@ void frmPreview::buildControls() {
 }
 
 void frmPreview::Load() {
+    if (source_.filled) {
+        showFirstRow();
+        return;
+    }
     switch (source_.kind) {
     case kCompanyFile:
         ShowPreviewQuickBooks();
@@ -182,6 +190,7 @@ void frmPreview::showFirstRow() {
 void frmPreview::showEmpty() {
     txtReturn->setText(kEmpty);
     txtScan[0]->setText(kEmpty);
+    chkScan[0]->hide();
     TxtUnit->hide();
     LblUnit->hide();
     setNextEnabled(false);
@@ -202,7 +211,9 @@ void frmPreview::showRow() {
     LblUnit->setVisible(hasUnit);
     const bool importable =
         scan.compare(kNoSuchField, Qt::CaseInsensitive) != 0 && scan != kBlankField;
+    chkScan[0]->show();
     chkScan[0]->setChecked(importable);
+    chkScan[0]->setText(importable ? QStringLiteral("Imported") : QStringLiteral("Not imported"));
     txtScan[1]->setText(importable ? QString()
                                    : QStringLiteral("Cannot be imported: the item has no value "
                                                     "in the scan field"));

@@ -18,11 +18,13 @@ class QPushButton;
 
 namespace import {
 
-// What the item map window hands the preview: the kind of source and the source with its fields.
+// What the item map window hands the preview: the kind of source and the source with its fields;
+// filled when the window has filled tblPreview already (showing its progress as it went).
 struct PreviewSource {
     int kind = kNotValid;
     IifImport source;
     AccountingFlags flags;
+    bool filled = false;
 };
 
 // The import preview: the rows an import would produce (tblPreview of the program folder's

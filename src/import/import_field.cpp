@@ -4,20 +4,44 @@ namespace import {
 
 namespace {
 
-QStringView dropOne(QStringView text, QChar first, QChar last) {
-    if (text.startsWith(first))
-        text = text.mid(1);
-    if (text.endsWith(last))
-        text.chop(1);
-    return text;
+constexpr QChar kQuote = u'"';
+
+qsizetype skipBlanks(QStringView text, qsizetype at) {
+    while (at < text.size() && text[at] == u' ')
+        ++at;
+    return at;
 }
 
-QStringView dropQuoteOrApostrophe(QStringView text) {
-    if (text.startsWith(u'"') || text.startsWith(u'\''))
-        text = text.mid(1);
-    if (text.endsWith(u'"') || text.endsWith(u'\''))
-        text.chop(1);
-    return text;
+// Where the quoted field that starts at a quote ends: its closing quote (-1 when the line ends
+// first) and the delimiter or line end after it; and whether a quote inside it is neither doubled
+// nor closing.
+struct Quoted {
+    qsizetype close = -1;
+    qsizetype next = -1;
+    bool stray = false;
+};
+
+Quoted closeQuote(QStringView line, qsizetype start, QChar delimiter) {
+    Quoted quoted;
+    const qsizetype size = line.size();
+    qsizetype i = start + 1;
+    while (i < size) {
+        if (line[i] != kQuote) {
+            ++i;
+        } else if (i + 1 < size && line[i + 1] == kQuote) {
+            i += 2; // an escaped quote
+        } else {
+            const qsizetype after = skipBlanks(line, i + 1);
+            if (after == size || line[after] == delimiter) {
+                quoted.close = i;
+                quoted.next = after;
+                return quoted;
+            }
+            quoted.stray = true;
+            ++i;
+        }
+    }
+    return quoted;
 }
 
 } // namespace
@@ -32,43 +56,74 @@ QStringView trimBlanks(QStringView text) {
     return text.mid(begin, end - begin);
 }
 
+void LineFields::cut(QStringView line, QChar delimiter, bool openQuotesAreText) {
+    line_ = line;
+    spans_.clear();
+    open_ = false;
+    const qsizetype size = line.size();
+    if (size == 0)
+        return;
+    qsizetype at = 0;
+    for (;;) {
+        const qsizetype start = skipBlanks(line, at);
+        if (start < size && line[start] == kQuote) {
+            const Quoted quoted = closeQuote(line, start, delimiter);
+            if (quoted.close >= 0) {
+                spans_.append({start + 1, quoted.close - start - 1, true});
+                if (quoted.next == size)
+                    return;
+                at = quoted.next + 1; // past the delimiter
+                continue;
+            }
+            if (!openQuotesAreText && !quoted.stray) {
+                open_ = true;
+                spans_.append({start + 1, size - start - 1, true});
+                return;
+            }
+        }
+        qsizetype end = line.indexOf(delimiter, at);
+        if (end < 0)
+            end = size;
+        const QStringView text = trimBlanks(line.mid(at, end - at));
+        spans_.append({text.data() - line.data(), text.size(), false});
+        if (end == size)
+            return;
+        at = end + 1;
+    }
+}
+
+QString LineFields::field(qsizetype index) const {
+    if (index < 0 || index >= spans_.size())
+        return {};
+    const Span& span = spans_[index];
+    const QStringView text = line_.mid(span.start, span.length);
+    if (!span.quoted || !text.contains(kQuote))
+        return text.toString();
+    QString value = text.toString();
+    value.replace(QStringLiteral("\"\""), QStringLiteral("\""));
+    return value;
+}
+
 QString GetImportField(QString& line, std::int16_t fieldNumber, int delimiterCode) {
     line = trimBlanks(line).toString();
     if (fieldNumber <= 0)
         return {};
-    const QChar delimiter(delimiterCode);
-    const QChar closing[2] = {u'"', delimiter};
-    const QStringView quoteThenDelimiter(closing, 2);
+    LineFields fields;
+    fields.cut(line, QChar(delimiterCode));
+    return fields.field(fieldNumber - 1);
+}
 
-    QStringView rest(line);
-    for (int field = 1;; ++field) {
-        // Where the field ends: the character that ends it (the closing quote of a quoted field,
-        // else the delimiter), which belongs to the field, and where the next field's text
-        // starts (at the delimiter, which is dropped there).
-        qsizetype endsAt = -1;
-        qsizetype nextAt = -1;
-        if (rest.startsWith(u'"')) {
-            endsAt = rest.indexOf(quoteThenDelimiter);
-            nextAt = endsAt < 0 ? -1 : endsAt + 1; // the closing quote stays with the field
-        } else {
-            endsAt = rest.indexOf(delimiter);
-            nextAt = endsAt;
-        }
-        if (field == fieldNumber) {
-            QStringView value = trimBlanks(endsAt < 0 ? rest : rest.left(endsAt + 1));
-            const QChar endPair[2] = {delimiter, u'"'};
-            if (value.endsWith(QStringView(endPair, 2)))
-                value.chop(2);
-            if (value.startsWith(quoteThenDelimiter))
-                value = value.mid(2);
-            value = dropOne(value, delimiter, delimiter);
-            value = dropQuoteOrApostrophe(value);
-            return trimBlanks(value).toString();
-        }
-        rest = nextAt < 0 ? QStringView() : trimBlanks(rest.mid(nextAt));
-        if (rest.startsWith(delimiter))
-            rest = rest.mid(1);
-    }
+QString QuoteField(QStringView value, QChar delimiter) {
+    QString text = value.toString();
+    text.replace(QStringLiteral("\r\n"), QStringLiteral(" "));
+    text.replace(u'\r', u' ');
+    text.replace(u'\n', u' ');
+    const bool plain = !text.contains(delimiter) && !text.contains(kQuote) &&
+                       !text.startsWith(u' ') && !text.endsWith(u' ');
+    if (plain)
+        return text;
+    text.replace(QStringLiteral("\""), QStringLiteral("\"\""));
+    return kQuote + text + kQuote;
 }
 
 } // namespace import

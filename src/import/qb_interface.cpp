@@ -7,6 +7,7 @@
 #include "platform/conversions.h"
 #include "platform/database.h"
 #include "platform/dialogs.h"
+#include "platform/jet_sql.h"
 #include "platform/qb_request_processor.h"
 #include "shell/frm_message.h"
 
@@ -127,14 +128,17 @@ QString customField(const qbxml::Item& item, const QString& name) {
 // Where the items go: tblCodelink with its error rows, or tblPreview.
 class ItemTarget {
 public:
-    ItemTarget(bool updateMode, ImportProgress& progress)
+    ItemTarget(bool updateMode, ImportProgress& progress, ImportResult& result)
         : update_(updateMode)
+        , result_(result)
         , db_(platform::Database::open(updateMode ? db::GetDbPath()
                                                   : core::programFile(QStringLiteral("dbScan")))) {
         if (update_) {
             progress.caption(QStringLiteral("Processing Item List"));
             db_.execute(QStringLiteral("Delete From tblImportErrors"));
-            writer_ = std::make_unique<CodelinkWriter>(db_);
+            writer_ = std::make_unique<CodelinkWriter>(db_, QStringLiteral("item"));
+            result_.errorTable =
+                QStringLiteral("tblImportErrors of ") + platform::displayLocation(db_.path());
         } else {
             db_.execute(QStringLiteral("Delete From tblPreview"));
             progress.caption(QStringLiteral("Preparing Preview"));
@@ -148,9 +152,12 @@ public:
     }
 
     void put(const qbxml::Item& item, const QString& scanField) {
+        ++result_.lines;
         const QString fullName = GetItemValue(item, QStringLiteral("FullName"));
-        if (fullName == kNoSuchField)
-            return; // an excluded kind
+        if (fullName == kNoSuchField) {
+            ++result_.skipped; // an excluded kind
+            return;
+        }
         QString scan = GetItemValue(item, scanField);
         if (scan.trimmed().isEmpty())
             scan = kBlankField;
@@ -165,17 +172,29 @@ public:
                 preview_->bindNull(3); // shown as an item that cannot be imported
             preview_->run();
         } else if (importable) {
-            writer_->put(scan, fullName, GetItemValue(item, QStringLiteral("desc")));
+            writer_->put(scan, fullName, GetItemValue(item, QStringLiteral("desc")), 1,
+                         result_.lines);
         } else {
             writer_->error(QStringLiteral("Custom Field is not Found"), QStringLiteral(" "),
                            fullName);
+            ++result_.errors;
         }
         batches_->rowDone();
     }
-    void finish() { batches_->finish(); }
+    void finish() {
+        if (writer_)
+            writer_->finish();
+        batches_->finish();
+        if (writer_) {
+            result_.added = writer_->added();
+            result_.replaced = writer_->replaced();
+            result_.errors += writer_->duplicates();
+        }
+    }
 
 private:
     bool update_;
+    ImportResult& result_; // lines: the items read, counted from 1 as QuickBooks lists them
     platform::Database db_;
     std::unique_ptr<CodelinkWriter> writer_;
     std::unique_ptr<platform::Statement> preview_;
@@ -201,7 +220,7 @@ void LoadExclusions(const QString& accounting) {
     platform::Recordset rows = accsys.openRecordset(
         QStringLiteral("SELECT tblExclude.Code, tblExclude.Exclude, tblExclude.Accounting, "
                        "tblExclude.Type From tblExclude WHERE (((tblExclude.Accounting)='") +
-        db::SqlQuote(accounting) + QStringLiteral("') AND ((tblExclude.Type)='Products'));"));
+        platform::SqlQuote(accounting) + QStringLiteral("') AND ((tblExclude.Type)='Products'));"));
     const auto& kinds = ItemKinds();
     for (; !rows.eof(); rows.moveNext()) {
         const QString code = platform::toText(rows.value(0));
@@ -260,7 +279,10 @@ QStringList GetCustomFieldNames(const QString& companyFile, const AccountingFlag
 }
 
 bool ReadItems(bool updateMode, const QString& scanField, const QString& companyFile,
-               const AccountingFlags& flags, const QString& accounting, ImportProgress& progress) {
+               const AccountingFlags& flags, const QString& accounting, ImportProgress& progress,
+               ImportResult* result) {
+    ImportResult counts;
+    ImportResult& into = result ? *result : counts;
     const Note note(QStringLiteral("Getting Items From QuickBooks"));
     progress.caption(QStringLiteral("Getting Items From QuickBooks"));
     try {
@@ -277,17 +299,17 @@ bool ReadItems(bool updateMode, const QString& scanField, const QString& company
             tellStatus(reader->status());
             return false;
         }
-        ItemTarget target(updateMode, progress);
+        ItemTarget target(updateMode, progress, into);
         qint64 done = 0;
         // The first chunk's count with what remains gives the bar its length.
         progress.range(std::max(reader->status().remaining + kItemsPerRequest, 1));
         for (;;) {
             qbxml::Item item;
-            while (reader->next(item)) {
+            while (!progress.stopRequested() && reader->next(item)) {
                 target.put(item, scanField);
                 progress.advance(++done);
             }
-            if (reader->status().remaining <= 0)
+            if (reader->status().remaining <= 0 || progress.stopRequested())
                 break;
             const QString iterator = reader->status().iteratorId;
             reader = std::make_unique<qbxml::ItemReader>(session.send(
@@ -299,7 +321,10 @@ bool ReadItems(bool updateMode, const QString& scanField, const QString& company
             }
             progress.range(done + reader->status().remaining + kItemsPerRequest);
         }
+        into.stopped = progress.stopRequested();
         target.finish();
+        progress.range(done);
+        progress.advance(done); // the bar ends full
     } catch (const platform::AppError& error) {
         tellFailure(error);
         return false;

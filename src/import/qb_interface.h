@@ -45,8 +45,10 @@ QStringList GetCustomFieldNames(const QString& companyFile, const AccountingFlag
 // Reads every item of the company file into tblCodelink (updateMode; items without the scan
 // field become error rows "Custom Field is not Found") or into tblPreview of the program folder's
 // database (items that cannot be imported are kept there with no unit). False, after telling the
-// user why, when the items cannot be read; rows written before a failure stay.
+// user why, when the items cannot be read; rows written before a failure stay. The counts of an
+// update go to result when one is given (each item counts as a line).
 bool ReadItems(bool updateMode, const QString& scanField, const QString& companyFile,
-               const AccountingFlags& flags, const QString& accounting, ImportProgress& progress);
+               const AccountingFlags& flags, const QString& accounting, ImportProgress& progress,
+               ImportResult* result = nullptr);
 
 } // namespace import

@@ -62,54 +62,97 @@ private:
 };
 
 // How an import writes: pairs into tblCodelink (a scan value's row is replaced), rows into
-// tblImportErrors. Pairs may be held by the engine until flush(); the other operations send them
-// first, so that they see them.
+// tblImportErrors. Pairs may be held until flush(); the other operations send them first, so
+// that they see them. A scan value that comes a second time keeps the later pair; the earlier one
+// becomes an error row "Duplicate scan value (line N kept)" with its own values, N being the line
+// (for a company file, the item) that is kept in the end.
 class CodelinkWriter {
 public:
-    explicit CodelinkWriter(platform::Database& db)
+    // what: the word the tags of the rows count ("line" for a file, "item" for a company file).
+    explicit CodelinkWriter(platform::Database& db, QString what = QStringLiteral("line"))
         : db_(db)
-        , pairs_(db.rowWriter(QStringLiteral("tblCodelink"),
-                              {QStringLiteral("ScanValue"), QStringLiteral("ReturnValue"),
-                               QStringLiteral("Descrip"), QStringLiteral("Unit")},
-                              QStringLiteral("ScanValue")))
+        , what_(std::move(what))
         , errors_(db.rowWriter(QStringLiteral("tblImportErrors"),
                                {QStringLiteral("ErrorDescription"), QStringLiteral("ScanCode"),
                                 QStringLiteral("ReturnCode"), QStringLiteral("Unit")}))
-        , overwrite_(db.prepare(
-              QStringLiteral("UPDATE tblCodelink SET ScanValue = ?1, ReturnValue = ?2, Descrip = "
-                             "?3, Unit = 1 WHERE ScanValue = ?1"))) {}
+        , pairs_(db.keyedRowWriter(QStringLiteral("tblCodelink"),
+                                   {QStringLiteral("ScanValue"), QStringLiteral("ReturnValue"),
+                                    QStringLiteral("Descrip"), QStringLiteral("Unit")},
+                                   QStringLiteral("ScanValue"))) {
+        pairs_->onRewritten([this](const QVariantList& earlier, qint64 tag) {
+            errors_->put({duplicateText(tag), earlier[0], earlier[1], earlier[3]});
+            ++duplicates_;
+        });
+    }
 
     // Adds the pair, or overwrites the row of its scan value (compared without regard to case).
-    void put(const QString& scan, const QString& returnValue, const QString& description) {
-        pairs_->put({scan, returnValue, description, 1});
+    void put(const QString& scan, const QString& returnValue, const QString& description,
+             double unit, qint64 tag) {
+        pairs_->put({scan, returnValue, description, unit}, tag);
     }
     // Overwrites the row of the scan value; false when there is none.
-    bool overwrite(const QString& scan, const QString& returnValue, const QString& description) {
-        pairs_->flush();
-        overwrite_->bindText(1, scan);
-        overwrite_->bindText(2, returnValue);
-        overwrite_->bindText(3, description);
-        overwrite_->run();
-        return overwrite_->changes() > 0;
+    bool overwrite(const QString& scan, const QString& returnValue, const QString& description,
+                   double unit, qint64 tag) {
+        return pairs_->replaceExisting({scan, returnValue, description, unit}, tag);
     }
-    void error(const QString& description, const QString& scan, const QString& returnValue) {
-        errors_->put({description, scan, returnValue, 1});
-    }
-    // Runs a statement of the import's own (a deletion) after the pairs held so far.
-    int execute(const QString& sql) {
-        pairs_->flush();
-        return db_.execute(sql);
+    // Removes the row of the scan value; gives the rows removed.
+    int remove(const QString& scan, qint64 tag) { return pairs_->remove(scan, tag); }
+    void error(const QString& description, const QString& scan, const QString& returnValue,
+               double unit = 1) {
+        errors_->put({description, scan, returnValue, unit});
     }
     void flush() {
         pairs_->flush();
         errors_->flush();
     }
+    // After the last row, before the last commit: a scan value that came three times or more
+    // left error rows that each name the line that replaced them; they name the last one.
+    void finish() {
+        flush();
+        if (duplicates_ == 0)
+            return;
+        // The number between the text's two fixed parts.
+        const QString prefix = duplicatePrefix();
+        const QString suffix = kDuplicateSuffix;
+        const QString number = QStringLiteral("CAST(substr(ErrorDescription, %1, "
+                                              "length(ErrorDescription) - %2) AS INTEGER)")
+                                   .arg(prefix.size() + 1)
+                                   .arg(prefix.size() + suffix.size());
+        const auto isDuplicate = [&](const QString& table) {
+            return QStringLiteral("substr(%1ErrorDescription, 1, %2) = '%3'")
+                .arg(table)
+                .arg(prefix.size())
+                .arg(prefix);
+        };
+        db_.executeNative(
+            QStringLiteral("UPDATE tblImportErrors SET ErrorDescription = '%1' || kept.line || "
+                           "'%2' FROM (SELECT ScanCode AS code, max(%3) AS line FROM "
+                           "tblImportErrors WHERE %4 GROUP BY ScanCode HAVING count(*) > 1) AS "
+                           "kept WHERE tblImportErrors.ScanCode = kept.code AND %5")
+                .arg(prefix, suffix, number, isDuplicate(QString()),
+                     isDuplicate(QStringLiteral("tblImportErrors."))));
+    }
+
+    qint64 added() const { return pairs_->added(); }
+    qint64 replaced() const { return pairs_->replaced(); }
+    // Error rows written for scan values that came again.
+    qint64 duplicates() const { return duplicates_; }
 
 private:
+    inline static const QString kDuplicateSuffix = QStringLiteral(" kept)");
+    QString duplicatePrefix() const {
+        return QStringLiteral("Duplicate scan value (%1 ").arg(what_);
+    }
+    QString duplicateText(qint64 kept) const {
+        return duplicatePrefix() + QString::number(kept) + kDuplicateSuffix;
+    }
+
     platform::Database& db_;
-    std::unique_ptr<platform::RowWriter> pairs_;
+    QString what_;
+    // errors_ outlives pairs_: rows that pairs_ still sends when it goes may leave error rows.
     std::unique_ptr<platform::RowWriter> errors_;
-    std::unique_ptr<platform::Statement> overwrite_;
+    std::unique_ptr<platform::KeyedRowWriter> pairs_;
+    qint64 duplicates_ = 0;
 };
 
 } // namespace import

@@ -3,6 +3,7 @@
 #include "platform/app_error.h"
 
 #include <QDir>
+#include <QStringDecoder>
 
 #include <array>
 
@@ -24,6 +25,26 @@ constexpr std::array<char16_t, 32> kHighControls{
         QStringLiteral("Cannot read the item file '%1': %2")
             .arg(QDir::toNativeSeparators(file.fileName()), file.errorString()));
 }
+
+// The byte-order marks that say how a file is written.
+const QByteArray kUtf8Mark = QByteArrayLiteral("\xEF\xBB\xBF");
+const QByteArray kUtf16LEMark = QByteArrayLiteral("\xFF\xFE");
+const QByteArray kUtf16BEMark = QByteArrayLiteral("\xFE\xFF");
+
+bool utf16(TextLines::Encoding encoding) {
+    return encoding == TextLines::Encoding::Utf16LE || encoding == TextLines::Encoding::Utf16BE;
+}
+
+// A control character that has no place in a text file: Tab, line ends, form feed and the
+// end-of-file mark of old DOS files do.
+bool strayControl(unsigned char byte) {
+    return (byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r' && byte != '\f' &&
+            byte != 0x1A) ||
+           byte == 0x7F;
+}
+
+// More than one character in twenty out of place makes a file binary.
+constexpr qint64 kControlsPerBinary = 20;
 
 } // namespace
 
@@ -78,42 +99,107 @@ TextLines::TextLines(const QString& path)
     : file_(path) {
     if (!file_.open(QIODevice::ReadOnly))
         readFailure(file_);
-    // One pass over the bytes decides the encoding and counts the lines.
+    firstPass();
+    rewind();
+}
+
+// One pass over the bytes decides the encoding, counts the lines and tells text from binary.
+void TextLines::firstPass() {
+    const QByteArray start = file_.peek(3);
+    if (start.startsWith(kUtf16LEMark))
+        encoding_ = Encoding::Utf16LE;
+    else if (start.startsWith(kUtf16BEMark))
+        encoding_ = Encoding::Utf16BE;
+    const qint64 markSize = utf16(encoding_) ? 2 : start == kUtf8Mark ? 3 : 0;
+    empty_ = file_.size() <= markSize;
+    const int newlineHigh = encoding_ == Encoding::Utf16BE ? 0 : 1; // which byte of a unit is 0
     Utf8Check check;
+    qint64 controls = 0;
+    qint64 offset = 0;
     char last = '\n';
     while (!file_.atEnd()) {
-        const QByteArray piece = file_.read(kPiece);
+        const QByteArray piece = file_.read(kPiece); // an even size: UTF-16 units stay whole
         if (piece.isEmpty())
             readFailure(file_);
-        check.feed(piece);
-        lineCount_ += piece.count('\n');
-        last = piece.back();
+        if (utf16(encoding_)) {
+            for (qsizetype i = 0; i + 1 < piece.size(); i += 2) {
+                if (piece[i + 1 - newlineHigh] == '\n' && piece[i + newlineHigh] == 0)
+                    ++lineCount_;
+            }
+        } else {
+            check.feed(piece);
+            lineCount_ += piece.count('\n');
+            for (const char c : piece) {
+                if (c == 0)
+                    binary_ = true;
+                controls += strayControl(static_cast<unsigned char>(c));
+            }
+        }
+        if (!utf16(encoding_))
+            last = piece.back();
+        else if (piece.size() >= 2)
+            last = piece[piece.size() - 1 - newlineHigh];
+        offset += piece.size();
     }
-    if (last != '\n')
+    if (last != '\n' && offset > markSize)
         ++lineCount_; // a last line without its line end
-    utf8_ = check.valid();
-    rewind();
+    binary_ = binary_ || controls * kControlsPerBinary > offset;
+    if (!utf16(encoding_))
+        encoding_ = check.valid() ? Encoding::Utf8 : Encoding::Windows1252;
 }
 
 void TextLines::rewind() {
     if (!file_.seek(0))
         readFailure(file_);
     linesRead_ = 0;
-    if (utf8_ && file_.peek(3) == QByteArrayLiteral("\xEF\xBB\xBF"))
+    const QByteArray start = file_.peek(3);
+    if (utf16(encoding_))
+        file_.read(2);
+    else if (encoding_ == Encoding::Utf8 && start == kUtf8Mark)
         file_.read(3);
+}
+
+// A line of UTF-16 text up to its line end: the line-feed byte may also be half of another
+// character, so the line goes on until a whole unit is a line feed.
+QByteArray TextLines::readUtf16Line() {
+    const int low = encoding_ == Encoding::Utf16LE ? 0 : 1;
+    QByteArray bytes;
+    for (;;) {
+        bytes += file_.readLine();
+        if (bytes.size() % 2 != 0)
+            bytes += file_.read(1);
+        const qsizetype size = bytes.size();
+        const bool lineEnd =
+            size >= 2 && bytes[size - 2 + low] == '\n' && bytes[size - 1 - low] == 0;
+        if (lineEnd || file_.atEnd() || file_.error() != QFileDevice::NoError)
+            return bytes;
+    }
 }
 
 bool TextLines::next(QString& line) {
     if (file_.atEnd())
         return false;
-    QByteArray bytes = file_.readLine();
+    QByteArray bytes = utf16(encoding_) ? readUtf16Line() : file_.readLine();
     if (bytes.isEmpty() && file_.error() != QFileDevice::NoError)
         readFailure(file_);
-    if (bytes.endsWith('\n'))
-        bytes.chop(1);
-    if (bytes.endsWith('\r'))
-        bytes.chop(1);
-    line = utf8_ ? QString::fromUtf8(bytes) : fromWindows1252(bytes);
+    switch (encoding_) {
+    case Encoding::Utf8:
+        line = QString::fromUtf8(bytes);
+        break;
+    case Encoding::Windows1252:
+        line = fromWindows1252(bytes);
+        break;
+    case Encoding::Utf16LE:
+    case Encoding::Utf16BE:
+        line = QStringDecoder(encoding_ == Encoding::Utf16LE ? QStringConverter::Utf16LE
+                                                             : QStringConverter::Utf16BE)
+                   .decode(bytes);
+        break;
+    }
+    if (line.endsWith(u'\n'))
+        line.chop(1);
+    if (line.endsWith(u'\r'))
+        line.chop(1);
     ++linesRead_;
     return true;
 }

@@ -5,7 +5,8 @@
 #include <QString>
 
 // Reading the item files that accounting programs write: accounting programs on Windows write
-// Windows-1252, others UTF-8 (with or without a byte-order mark); lines end in CR LF or LF.
+// Windows-1252, others UTF-8 (with or without a byte-order mark); spreadsheets saved as "Unicode
+// text" write UTF-16 with a byte-order mark; lines end in CR LF or LF.
 namespace import {
 
 // Whether bytes are valid UTF-8, read piece by piece: a character may be split between pieces.
@@ -25,30 +26,43 @@ private:
 // dashes and a few letters.
 QString fromWindows1252(QByteArrayView bytes);
 
-// The lines of a text file, read one at a time, without their CR LF or LF. The whole file is
-// UTF-8 when it is valid UTF-8 (a byte-order mark is skipped), else Windows-1252; deciding that
-// reads the file once before the first line, in pieces, so memory stays flat, and counts its
-// lines on the way. A file that cannot be opened or read throws AppError naming it.
+// The lines of a text file, read one at a time, without their CR LF or LF. A file with a UTF-16
+// byte-order mark is UTF-16; otherwise the whole file is UTF-8 when it is valid UTF-8 (a
+// byte-order mark is skipped), else Windows-1252. Deciding that reads the file once before the
+// first line, in pieces, so memory stays flat, and counts its lines and tells on the way whether
+// it is text at all. A file that cannot be opened or read throws AppError naming it.
 class TextLines {
 public:
+    enum class Encoding { Utf8, Windows1252, Utf16LE, Utf16BE };
+
     explicit TextLines(const QString& path);
 
     // The next line; false at the end of the file.
     bool next(QString& line);
+    // Back to the first line.
+    void rewind();
     // How far the reading has come, in bytes, and the file's size.
     qint64 position() const { return file_.pos(); }
     qint64 size() const { return file_.size(); }
-    bool utf8() const { return utf8_; }
+    Encoding encoding() const { return encoding_; }
     qint64 linesRead() const { return linesRead_; }
     qint64 lineCount() const { return lineCount_; }
+    // No characters at all (a byte-order mark alone counts as none).
+    bool empty() const { return empty_; }
+    // Not text: it holds NUL bytes, or many control characters, as programs, archives and
+    // spreadsheet workbooks do.
+    bool binary() const { return binary_; }
 
 private:
-    void rewind();
+    void firstPass();
+    QByteArray readUtf16Line();
 
     QFile file_;
-    bool utf8_ = true;
+    Encoding encoding_ = Encoding::Utf8;
     qint64 linesRead_ = 0;
     qint64 lineCount_ = 0;
+    bool empty_ = true;
+    bool binary_ = false;
 };
 
 } // namespace import

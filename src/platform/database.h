@@ -10,6 +10,7 @@
 #include <QVariant>
 #include <QVector>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -18,8 +19,10 @@ struct sqlite3;
 
 namespace platform {
 
+class KeyedRowWriter;
 class Recordset;
 class RowWriter;
+class SqliteStatement;
 class Table;
 
 // Field types understood by Database::addField (the numbering of the program's original
@@ -115,11 +118,12 @@ public:
     // A statement to run many times, with parameters "?1", "?2" ... (imports, paging).
     std::unique_ptr<Statement> prepare(const QString& sql);
 
-    // Writes many rows into a table (imports, copies): plain inserts, or, when key names a
-    // unique column, inserts that replace the row holding the same key (compared as the table
-    // compares it).
-    std::unique_ptr<RowWriter> rowWriter(const QString& table, const QStringList& columns,
-                                         const QString& key = QString());
+    // Writes many rows into a table (copies, error rows) with plain inserts.
+    std::unique_ptr<RowWriter> rowWriter(const QString& table, const QStringList& columns);
+    // Writes many rows into a table by its unique column key (imports): a row replaces the row
+    // holding the same key, compared as the table compares it.
+    std::unique_ptr<KeyedRowWriter> keyedRowWriter(const QString& table, const QStringList& columns,
+                                                   const QString& key);
 
     // A table name opens the whole table; anything else is taken as a SELECT statement.
     Recordset openRecordset(const QString& sqlOrTable);
@@ -149,16 +153,93 @@ private:
 };
 
 // Rows written into a table many at a time. In a file each row is written at once; on the server
-// rows are held and sent a few hundred to a statement, so that a long import does not wait for
+// rows are held and sent a few thousand to a statement, so that a long import does not wait for
 // the network once per row. Whatever is held is sent by flush(), which must come before anything
-// that reads the rows back or changes them otherwise (and before a commit). Within one group, a
-// later row of a key replaces an earlier one, as it would row by row.
+// that reads the rows back or changes them otherwise (and before a commit).
 class RowWriter {
 public:
     virtual ~RowWriter() = default;
     // values: one for each column, in order.
     virtual void put(const QVariantList& values) = 0;
     virtual void flush() = 0;
+};
+
+// Rows written into a table by its unique key column, as an item list is imported: a row whose
+// key is there replaces that row, and rows may be held until flush() as RowWriter's are. The
+// writer tells the rows that were in the table before it started (replacing one counts as
+// replaced) from the rows it wrote itself: when a key comes a second time, the handler given to
+// onRewritten() gets the values the key's row had and the tag of the newer row, so that the
+// caller can say which of its lines lost. It keeps a byte for each row that was there before,
+// nothing for the rows it writes.
+class KeyedRowWriter {
+public:
+    using Rewritten = std::function<void(const QVariantList& earlier, qint64 tag)>;
+
+    virtual ~KeyedRowWriter();
+    KeyedRowWriter(const KeyedRowWriter&) = delete;
+    KeyedRowWriter& operator=(const KeyedRowWriter&) = delete;
+
+    void onRewritten(Rewritten handler) { rewritten_ = std::move(handler); }
+
+    // values: one for each column, in order. tag: the caller's number for the row (its line).
+    virtual void put(const QVariantList& values, qint64 tag) = 0;
+    virtual void flush() = 0;
+    // Replaces the row of the key only when there is one; false when there is none.
+    bool replaceExisting(const QVariantList& values, qint64 tag);
+    // Removes the row of the key; gives the number of rows removed. A row this writer wrote is
+    // reported as rewritten by the row with this tag, and no longer counts as written.
+    int remove(const QVariant& key, qint64 tag);
+
+    // Rows added, and rows that were in the table before and have been replaced. A key written
+    // twice counts once. Rows still held count when they have been sent.
+    qint64 added() const { return added_; }
+    qint64 replaced() const { return replaced_; }
+
+protected:
+    KeyedRowWriter(Database& db, const QString& table, const QStringList& columns,
+                   const QString& key);
+
+    // The row that holds a key.
+    struct Existing {
+        qint64 id = 0;
+        QVariantList values;
+    };
+    std::optional<Existing> find(const QVariant& key);
+    // Counts, or reports as rewritten, the row of a key that the row tagged tag replaces.
+    void replacing(const Existing& row, qint64 tag);
+    // A row this writer added got id.
+    void noteAdded(qint64 id);
+    void overwrite(qint64 id, const QVariantList& values);
+    // Tells the handler that the row tagged tag takes the place of a row this writer wrote.
+    void reportRewritten(const QVariantList& earlier, qint64 tag) const {
+        if (rewritten_)
+            rewritten_(earlier, tag);
+    }
+    int keyColumn() const { return keyColumn_; }
+    Database& database() { return db_; }
+
+    qint64 added_ = 0;
+
+private:
+    // What the writer did to a row that was there before it started.
+    enum class Mark : quint8 { Untouched, Replaced, Added };
+    Mark markOf(qint64 id) const;
+    void setMark(qint64 id, Mark mark);
+
+    Database& db_;
+    int keyColumn_;
+    std::unique_ptr<Statement> find_;
+    std::unique_ptr<Statement> update_;
+    std::unique_ptr<Statement> delete_;
+    Rewritten rewritten_;
+    qint64 replaced_ = 0;
+    // Row ids above boundary_ were given out after the writer started; marks_ covers the ids
+    // from low_ to boundary_ (sparseMarks_ when that range is too wide for a byte each).
+    qint64 low_ = 0;
+    qint64 boundary_ = 0;
+    std::vector<Mark> marks_;
+    QHash<qint64, Mark> sparseMarks_;
+    bool sparse_ = false;
 };
 
 // A row cursor with the edit cycle the program's routines are written in: move to a row, read
@@ -259,6 +340,10 @@ private:
 // they are reached, so a table of millions of rows opens at once and a seek costs one lookup.
 class Table : public RecordCursor {
 public:
+    Table(Table&& other) noexcept;
+    Table& operator=(Table&& other) noexcept;
+    ~Table() override;
+
     // "PrimaryKey" is the table's primary key; other names are the file's own indexes.
     void setIndex(const QString& name);
 
@@ -280,6 +365,7 @@ private:
     Table(QSqlDatabase db, QString table, QString path, Engine engine);
     void prepareQueries();
     void runSeek(const QVariant& key);
+    void runFileSeek(const QVariant& key);
 
     QVector<QVariant>* currentValues() override;
     std::optional<qint64> currentRowId() const override;
@@ -296,6 +382,9 @@ private:
     QStringList indexColumns_;
     QSqlQuery seekQuery_;
     QSqlQuery rowQuery_;
+    // In a file the seek runs on SQLite itself (see runFileSeek).
+    std::unique_ptr<SqliteStatement> fileSeek_;
+    QString fileSeekSql_;
     bool noMatch_ = true;
 
     std::optional<qint64> rowid_;

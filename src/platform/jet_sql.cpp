@@ -185,4 +185,11 @@ QString jetToPostgres(const QString& jetSql) {
     return Translator(jetSql, true).run();
 }
 
+QString SqlQuote(const QString& value) {
+    QString quoted = value;
+    quoted.replace(QStringLiteral("'"), QStringLiteral("''"));
+    quoted.replace(QStringLiteral("|"), QStringLiteral("' & chr(124) & '"));
+    return quoted;
+}
+
 } // namespace platform

@@ -21,4 +21,9 @@ QString jetToSqlite(const QString& jetSql);
 // identifiers, and chr() stays chr(); the rest is as for SQLite.
 QString jetToPostgres(const QString& jetSql);
 
+// The text to put between single quotes in an SQL literal of the Jet dialect: "'" doubled, and
+// "|" spliced in as "' & chr(124) & '" (a bare bar in a literal is not accepted by Jet); the
+// dialect's translation makes the splice work on SQLite and the server too.
+QString SqlQuote(const QString& value);
+
 } // namespace platform

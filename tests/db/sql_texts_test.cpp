@@ -2,9 +2,9 @@
 // of its original database engine; each of them, as the program builds it, must run on the
 // shipped file and on a PostgreSQL server alike, and any text quoted into them must come back as
 // it was. (The texts on the other tables run through their callers in the import and setup tests.)
-#include "db/db_path.h"
 #include "db/shared_server.h"
 #include "platform/database.h"
+#include "platform/jet_sql.h"
 #ifndef Q_OS_WIN
 #include "support/pg_server.h"
 #endif
@@ -55,8 +55,8 @@ TEST(ProgramSqlTexts, SharedTableStatementsOnAFileAndOnAServer) {
         addRows();
         db.execute("UPDATE tblAppendStr SET Use = 6 WHERE Name = 'Tab'");
         db.execute("UPDATE tblAppendStr SET Use = 5 WHERE Name = 'Enter'");
-        EXPECT_EQ(db::SqlQuote("O'Neil|2"), "O''Neil' & chr(124) & '2");
-        const QString key = db::SqlQuote("o'NEIL|2"); // keys compare without regard to case
+        EXPECT_EQ(platform::SqlQuote("O'Neil|2"), "O''Neil' & chr(124) & '2");
+        const QString key = platform::SqlQuote("o'NEIL|2"); // keys compare without regard to case
         // A query and the value of field in its first row, or with no field named, its row count.
         const std::tuple<QString, QString, QString> queries[] = {
             {"", "1", "SELECT * from tblCodelink"},
@@ -65,7 +65,7 @@ TEST(ProgramSqlTexts, SharedTableStatementsOnAFileAndOnAServer) {
                  "'));"},
             {"String", "<RetVal><TAB><UoM><RET>",
              "SELECT tblAppendStr.* From tblAppendStr WHERE (((tblAppendStr.Name)='" +
-                 db::SqlQuote("Tab Unit Enter") + "'));"},
+                 platform::SqlQuote("Tab Unit Enter") + "'));"},
             {"String", "<RetVal><TAB>",
              "SELECT tblAppendStr.String From tblAppendStr WHERE (((tblAppendStr.Name)='Tab'));"},
             {"Use", "5",
@@ -96,7 +96,7 @@ TEST(ProgramSqlTexts, SharedTableStatementsOnAFileAndOnAServer) {
         for (int i = 0; i < 300; ++i) {
             const QString text = randomText(random);
             SCOPED_TRACE(text.toStdString());
-            const QString q = db::SqlQuote(text);
+            const QString q = platform::SqlQuote(text);
             const QString where = "(((tblCodelink.ScanValue)='" + q + "'));";
             ASSERT_EQ(db.execute("INSERT INTO tblCodelink (ScanValue, ReturnValue) VALUES ('" + q +
                                  "', '" + q + "')"),

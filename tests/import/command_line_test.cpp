@@ -3,23 +3,20 @@
 #include "core/frm_main.h"
 #include "core/program_folder.h"
 #include "db/db_test_support.h"
+#include "import/run_program.h"
+#include "platform/single_instance.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
 #include <QFile>
-#include <QFileInfo>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <tuple>
 
 namespace {
 
-struct Outcome {
-    int status = -1;
-    QString out;
-    QString err;
-};
+using importtest::Outcome;
 
 class CommandLine : public ::testing::Test {
 protected:
@@ -29,24 +26,11 @@ protected:
         savedRuntime = qgetenv("XDG_RUNTIME_DIR");
         qputenv("XDG_RUNTIME_DIR", runtime.path().toLocal8Bit());
         testsupport::copyShippedFiles(dir.path());
-        ASSERT_TRUE(QFile::copy(ORVANE_EXECUTABLE, program()));
+        importtest::installExecutable(dir.path());
     }
     Outcome run(const QStringList& arguments) {
-        QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.remove("DISPLAY"); // headless: no display is needed
-        env.insert("QT_QPA_PLATFORM", "nonexistent-platform");
-        process.setProcessEnvironment(env);
-        process.start(program(), arguments);
-        process.waitForFinished(60000);
-        // Text lines, in UTF-8 (with CR LF on Windows).
-        const auto text = [](const QByteArray& bytes) {
-            return QString::fromUtf8(bytes).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-        };
-        return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                text(process.readAllStandardOutput()), text(process.readAllStandardError())};
+        return importtest::runProgram(dir.path(), arguments, runtime.path());
     }
-    QString program() const { return dir.filePath(QFileInfo(ORVANE_EXECUTABLE).fileName()); }
     QString write(const QString& name, const QByteArray& bytes) {
         return testsupport::writeFile(dir.filePath(name), bytes);
     }
@@ -72,18 +56,34 @@ TEST_F(CommandLine, ImportExportAndLookUp) {
         write("items.csv", "WIDGET-7,0012345,Widget\r\nNUT,N-1\r\nSAME,SAME\r\nx\r\n");
     const Outcome imported = run({"import", list});
     EXPECT_EQ(imported.status, 0) << imported.err.toStdString();
-    EXPECT_TRUE(imported.out.contains("lines read 4, rows written 2, rows removed 0, error rows 1"))
+    EXPECT_TRUE(imported.out.endsWith(
+        ": lines read 4, rows written 2 (2 new, 0 replaced), rows removed 0, error rows 1, lines "
+        "skipped 1; the error rows are in tblImportErrors of " +
+        db() + "\n"))
         << imported.out.toStdString();
 
     EXPECT_EQ(run({"lookup", "0012345"}).out, "WIDGET-7\t1\n");
-    EXPECT_EQ(run({"lookup", "999"}).out, "999\t1\n") << "an unknown code is typed as scanned";
+    const Outcome unknown = run({"lookup", "999"});
+    EXPECT_EQ(std::tuple(unknown.status, unknown.out), std::tuple(2, QString("999\t1\n")))
+        << "an unknown code is typed as scanned";
+    EXPECT_TRUE(unknown.err.contains("999 is not in the translation table"))
+        << unknown.err.toStdString();
 
+    // Values that need quoting, a line break (which becomes a blank) and units survive an export
+    // and an import.
+    testsupport::runSql(db(), "INSERT INTO tblCodelink VALUES ('TAB' || char(9) || 'X', "
+                              "'Tab, comma', '\"quoted\" 3/4\"', 6), ('LB', 'line' || "
+                              "char(13, 10) || 'break', ' ', 0.5), ('  pad ', 'Step ladder 6''', "
+                              "'\"', 12)");
+    const QString table = "SELECT ScanValue, ReturnValue, Descrip, Unit FROM tblCodelink ORDER BY "
+                          "ScanValue";
+    QStringList before = testsupport::rows(db(), table);
+    before.replaceInStrings("\r\n", " ");
     const Outcome exported = run({"export", dir.filePath("table.txt")});
     EXPECT_EQ(exported.status, 0) << exported.err.toStdString();
-    const QStringList before = dbtest::pairs(db(), "tblCodelink");
     testsupport::runSql(db(), "DELETE FROM tblCodelink");
     EXPECT_EQ(run({"import", dir.filePath("table.txt")}).status, 0);
-    EXPECT_EQ(dbtest::pairs(db(), "tblCodelink"), before) << "exporting and importing keeps pairs";
+    EXPECT_EQ(testsupport::rows(db(), table), before);
 
     const QString iif = write("items.iif", "!HDR\r\nHDR\r\n!CUSTITEMDICT\r\nINVITEM\tBOLT\t1\t0"
                                            "\tINVENTORY\tSteel bolt\r\n");
@@ -153,7 +153,7 @@ TEST_F(CommandLine, TheWindowCopyWithoutADisplaySaysSoAndPointsAtTheCommands) {
     for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "XDG_SESSION_TYPE"})
         env.remove(name);
     process.setProcessEnvironment(env);
-    process.start(program(), {});
+    process.start(importtest::executableIn(dir.path()), {});
     ASSERT_TRUE(process.waitForFinished(20000));
     EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << "no abort";
     EXPECT_EQ(process.exitCode(), 1);

@@ -1,6 +1,6 @@
-// The import engine on real files and a real database: the quoted fields of the field cutter,
-// Windows text, the IIF and delimited paths with their rules, and a failure in the middle of a
-// file. (The field cutter's rule for unquoted lines is checked by its fuzz target.)
+// The import engine on real files and a real database: Windows and Unicode text, the IIF and
+// delimited paths with their rules, and a failure in the middle of a file. (Quoting is checked
+// on real-world lines, and the field cutter by its fuzz target.)
 #include "core/settings.h"
 #include "core/shared_state.h"
 #include "import/import_engine.h"
@@ -18,18 +18,6 @@
 
 using testsupport::writeFile;
 
-TEST(ImportField, QuotesAndApostrophesAroundFields) {
-    const auto field = [](QString line, std::int16_t number) {
-        return import::GetImportField(line, number, '\t');
-    };
-    EXPECT_EQ(field("INVITEM\tA1", 0), "");
-    EXPECT_EQ(field("INVITEM\t\"a\tb\"\tc", 2), "a\tb"); // a quoted field holding the delimiter
-    EXPECT_EQ(field("INVITEM\t\"a\tb\"\tc", 3), "c");
-    EXPECT_EQ(field("INVITEM\t'Bob''s'\tx", 2), "Bob''s"); // one apostrophe off each end
-    EXPECT_EQ(field("INVITEM\t\"x\"\"y\"", 2), "x\"\"y");  // inner quotes are kept
-    EXPECT_EQ(field("INVITEM\t\"open", 2), "open");        // a quote without its end runs on
-}
-
 TEST(TextLines, Utf8AndWindows1252WithEitherLineEnd) {
     QTemporaryDir dir;
     const auto read = [&](const QByteArray& bytes) {
@@ -46,6 +34,11 @@ TEST(TextLines, Utf8AndWindows1252WithEitherLineEnd) {
                    "Cl\xC3\xA9\nx"),
               QStringList({"Clé", "x"}));
     EXPECT_EQ(read("caf\xC3"), QStringList({"caf\u00C3"})) << "a cut UTF-8 character is 1252";
+    EXPECT_EQ(read(QByteArray("\xFF\xFE"
+                              "C\0l\0\xE9\0\r\0\n\0\x0A\x01\r\0\n\0",
+                              18)),
+              QStringList({"Cl\u00E9", "\u010A"}))
+        << "UTF-16 with its mark; a unit whose low byte is a line feed is a character";
     EXPECT_EQ(read(""), QStringList());
 }
 
@@ -101,9 +94,9 @@ TEST_F(Engine, IifItemsOverwriteAddOrBecomeErrorRowsUpToEndgrp) {
                         item("NoCode", "no scan field") + item("Again", "overwritten", "old-1") +
                         item("Long", QByteArray(300, 'd'), "0077") + "!ENDGRP\r\n" +
                         item("After", "ignored", "0055")));
-    const import::IifImport byName{file, "QuickBooks", "Custom Field 1", "Item Name",
-                                   "Description"};
-    EXPECT_EQ(import::ImportIifFile(byName, progress).written, 3);
+    const import::IifImport byName{file,        "QuickBooks",  "Custom Field 1",
+                                   "Item Name", "Description", {}};
+    EXPECT_EQ(import::ImportIifFile(byName, progress).written(), 3);
     EXPECT_EQ(codelink(),
               QStringList({"0012345|Wrench|Clé à molette ½ in|1",
                            "0077|Long|" + QString(253, 'd') + "|1", "old-1|Again|overwritten|1"}));
@@ -116,7 +109,7 @@ TEST_F(Engine, IifItemsOverwriteAddOrBecomeErrorRowsUpToEndgrp) {
         write("second.iif", iifExport(item("Wrench", "d", "0012345") + item("New", "d", "0101")));
     emptyReturn.returnField = "Purchase Description";
     const import::ImportResult again = import::ImportIifFile(emptyReturn, progress);
-    EXPECT_EQ(std::tuple(again.written, again.errors), std::tuple(1, 1));
+    EXPECT_EQ(std::tuple(again.written(), again.errors), std::tuple(1, 1));
     EXPECT_EQ(errors(), QStringList{"Return Code is blank| | |1"});
     EXPECT_EQ(rows("SELECT ReturnValue FROM tblCodelink WHERE ScanValue = '0012345'"),
               QStringList{""});
@@ -130,7 +123,7 @@ TEST_F(Engine, DelimitedListsDeleteSelfTranslatingCodesAndReportMissingValues) {
                                QByteArray(200, 'r') + "," + QByteArray(200, 's') +
                                ",,extra\nRet,Scan,D,more,columns");
     const import::ImportResult result = import::ImportDelimitedFile(file, u',', progress);
-    EXPECT_EQ(std::tuple(result.lines, result.written, result.removed, result.errors),
+    EXPECT_EQ(std::tuple(result.lines, result.written(), result.removed, result.errors),
               std::tuple(7, 3, 2, 2));
     EXPECT_EQ(codelink(), QStringList({"O'Neil|2|R1|Desc|1", "Scan|Ret|D|1",
                                        QString(100, 's') + "|" + QString(160, 'r') + "| |1"}));

@@ -1,4 +1,5 @@
-// The item map window's checks, lists and settings, and the preview's paging.
+// The item map window's checks, lists and settings, its field lists as the source changes, closing
+// it during an import, and the preview's paging.
 #include "core/settings.h"
 #include "core/shared_state.h"
 #include "import/frm_map.h"
@@ -8,12 +9,17 @@
 #include "support/scripted_dialogs.h"
 
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QLineEdit>
+#include <QPointer>
+#include <QProgressBar>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+#include <utility>
 
 using testsupport::child;
 
@@ -22,6 +28,9 @@ namespace {
 struct ItemMap : ::testing::Test {
     ItemMap() {
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settingsDir.path());
+        folder.sql(
+            "dbscan.mdb",
+            "UPDATE tblSettings SET CustomScan = 'Custom Field 1', CustomReturn = 'Item Name'");
         core::LoadSettings();
         core::shared().strAppTitle = "Orvane Translator";
     }
@@ -69,10 +78,10 @@ TEST_F(ItemMap, CheckedInputsThenAnUpdateThatImportsRemembersTheSourceAndCloses)
 
     map.setSource(write("items.IIF", "INVITEM\tA\r\n"));
     EXPECT_EQ(map.sourceKind(), import::kIif) << "the extension is case-blind";
-    child<QLineEdit>(map, "txtItemRet")->clear();
+    child<QComboBox>(map, "txtItemRet")->setEditText("");
     preview->click();
     EXPECT_EQ(lastMessage(), "Please enter a return code");
-    child<QLineEdit>(map, "txtItemRet")->setText("Item Name");
+    child<QComboBox>(map, "txtItemRet")->setEditText("Item Name");
     child<QComboBox>(map, "cmbItemMap0")->setEditText(" ");
     preview->click();
     EXPECT_EQ(lastMessage(), "Please choose a scan control");
@@ -95,11 +104,14 @@ TEST_F(ItemMap, CheckedInputsThenAnUpdateThatImportsRemembersTheSourceAndCloses)
     const QString list = write("ITEMS.CSV", "WIDGET-7,0012345,Widget\r\n");
     map.setSource(list);
     EXPECT_EQ(child<QComboBox>(map, "cmbItemMap0")->currentText(), "Column 2");
-    EXPECT_EQ(child<QLineEdit>(map, "txtItemRet")->text(), "Column 1");
+    EXPECT_EQ(child<QComboBox>(map, "txtItemRet")->currentText(), "Column 1");
     child<QPushButton>(map, "cmdUpdateDB")->click();
-    EXPECT_EQ(lastMessage(), "The Translation Table Updated Successfully");
+    EXPECT_TRUE(lastMessage().startsWith("The Translation Table Updated Successfully\r\n\r\nLines "
+                                         "read 1, rows written 1 (1 new, 0 replaced)"))
+        << lastMessage().toStdString();
     EXPECT_FALSE(map.isVisible()) << "an update ends by closing the window";
-    EXPECT_EQ(setting("Source, CustomReturn, CustomScan"), list + "|Column 1|Column 2");
+    EXPECT_EQ(setting("Source, CustomReturn, CustomScan"), list + "|Item Name|Custom Field 1")
+        << "a list's fixed columns do not replace the fields chosen for exports";
     EXPECT_EQ(testsupport::rows(folder.file("dbscan.mdb"), "SELECT * FROM tblCodelink"),
               QStringList{"0012345|WIDGET-7|Widget|1"});
 
@@ -113,8 +125,10 @@ TEST_F(ItemMap, PreviewPagesThroughTheRowsAndLeavesOutExcludedItems) {
     const QString file =
         write("items.iif", "!INVITEM\tNAME\r\nINVITEM\tBOLT\t1\t0\tINVENTORY\r\n"
                            "INVITEM\tREPAIR\t2\t0\tSERV\r\nINVITEM\tNUT\t3\t0\tPART\r\n");
-    import::frmPreview preview(
-        {import::kIif, {file, "QuickBooks", "Item Name", "Item Name", "Description"}, {}});
+    import::frmPreview preview({import::kIif,
+                                {file, "QuickBooks", "Item Name", "Item Name", "Description", {}},
+                                {},
+                                false});
     preview.Load();
     auto* next = child<QPushButton>(preview, "cmdNext");
     auto* previous = child<QPushButton>(preview, "cmdPrevious");
@@ -136,15 +150,78 @@ TEST_F(ItemMap, PreviewPagesThroughTheRowsAndLeavesOutExcludedItems) {
 
     folder.sql("dbscan.mdb",
                "DELETE FROM tblPreview; INSERT INTO tblPreview VALUES ('A', 'B', NULL)");
-    import::frmPreview delimited({import::kCommaSeparated, {}, {}});
+    import::frmPreview delimited({import::kCommaSeparated, {}, {}, false});
     delimited.Load();
     EXPECT_TRUE(child<QWidget>(delimited, "TxtUnit")->isHidden()) << "a row without a unit";
     folder.sql("dbscan.mdb", "DELETE FROM tblPreview");
-    import::frmPreview empty({import::kTabDelimited, {}, {}});
+    import::frmPreview empty({import::kTabDelimited, {}, {}, false});
     empty.Load();
     EXPECT_EQ(child<QLineEdit>(empty, "txtReturn")->text() +
                   child<QLineEdit>(empty, "txtScan0")->text(),
               "EmptyEmpty");
     EXPECT_FALSE(child<QPushButton>(empty, "cmdNext")->isEnabled() ||
                  child<QPushButton>(empty, "cmdPrevious")->isEnabled());
+}
+
+// A list and then an export in one window, and an export reopened after a list was imported:
+// the export's own fields are offered (with the labels the file gives its custom fields), never
+// a list's fixed columns, and its items are imported.
+TEST_F(ItemMap, SwitchingFromAListToAnExportOffersTheExportsFields) {
+    const QString iif = write("items.iif", "!HDR\r\nHDR\r\n!CUSTITEMDICT\tINDEX\tLABEL\r\n"
+                                           "CUSTITEMDICT\t0\tUPC\r\nINVITEM\tBOLT\t1\t0\tINVENTORY"
+                                           "\tSteel bolt" +
+                                               QByteArray(16, '\t') + "0042\r\n");
+    const auto choices = [](import::frmMap& map) {
+        return child<QComboBox>(map, "cmbItemMap0")->currentText() + "|" +
+               child<QComboBox>(map, "txtItemRet")->currentText();
+    };
+    {
+        import::frmMap map;
+        map.Load();
+        map.setSource(write("items.csv", "R,S\r\n"));
+        map.setSource(iif);
+        EXPECT_EQ(choices(map), "Custom Field 1 (UPC)|Item Name");
+        child<QPushButton>(map, "cmdUpdateDB")->click();
+    }
+    EXPECT_EQ(testsupport::rows(folder.file("dbscan.mdb"), "SELECT ScanValue FROM tblCodelink"),
+              QStringList{"0042"});
+
+    folder.sql("dbscan.mdb", "UPDATE tblSettings SET CustomScan = 'Column 2', CustomReturn = "
+                             "'Column 1'"); // as earlier versions stored a list's columns
+    import::frmMap reopened;
+    reopened.Load();
+    EXPECT_EQ(choices(reopened), "Item Name|Item Name");
+}
+
+// Closing the window while a long list is imported asks to stop; the import stops after a whole
+// line, the rows before it stay, and the window closes then.
+TEST_F(ItemMap, ClosingDuringAnImportStopsItAndKeepsTheRowsWritten) {
+    QByteArray lines;
+    for (int i = 0; i < 300000; ++i)
+        lines += "R" + QByteArray::number(i) + ",S" + QByteArray::number(i) + "\r\n";
+    const QString list = write("items.csv", lines);
+    QPointer<import::frmMap> map = import::frmMap::showWindow();
+    map->setSource(list);
+    auto* bar = child<QProgressBar>(*map, "pbarMap");
+    bool closed = false;
+    QObject::connect(bar, &QProgressBar::valueChanged, map, [&] {
+        if (bar->value() > 0 && !std::exchange(closed, true)) // as through the window system
+            QMetaObject::invokeMethod(map, &QWidget::close, Qt::QueuedConnection);
+    });
+    dialogs.answer(platform::Answer::Yes);
+    child<QPushButton>(*map, "cmdUpdateDB")->click();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_TRUE(map.isNull()) << "closed once the import stopped";
+
+    ASSERT_EQ(dialogs.messages().size(), 2u);
+    EXPECT_EQ(dialogs.messages()[0].buttons, platform::Buttons::YesNo);
+    const QRegularExpressionMatch told =
+        QRegularExpression("^The import was stopped: lines read (\\d+), rows written \\1 ")
+            .match(lastMessage());
+    ASSERT_TRUE(told.hasMatch()) << lastMessage().toStdString();
+    const int written = told.captured(1).toInt();
+    EXPECT_GT(written, 0);
+    EXPECT_LT(written, 300000);
+    EXPECT_EQ(testsupport::rows(folder.file("dbscan.mdb"), "SELECT count(*) FROM tblCodelink"),
+              QStringList{QString::number(written)});
 }

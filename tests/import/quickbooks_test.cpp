@@ -203,15 +203,17 @@ TEST_F(QuickBooks, StatusesBrokenResponsesAndNoQuickBooksAreToldAndNothingMoreIs
     EXPECT_TRUE(dialogs.messages().back().text.startsWith(missing));
 }
 
+// The window opens on the company file stored as its source and keeps the custom fields that
+// QuickBooks sends.
 TEST_F(QuickBooks, TheItemMapWindowListsCustomFieldsAndClosesAfterAFailedRead) {
-    folder.sql("dbscan.mdb", "UPDATE tblSettings SET CustomScan = 'Colour'");
-    core::shared().Accounting = "QuickBooks 2007 and earlier"; // the first variant: no host query
     const QString companyFile = testsupport::writeFile(folder.file("Shop.QBW"), {});
+    folder.sql("dbscan.mdb",
+               "UPDATE tblSettings SET CustomScan = 'Colour', Source = '" + companyFile + "'");
+    core::shared().Accounting = "QuickBooks 2007 and earlier"; // the first variant: no host query
     playback.respond({"custom_fields.xml", "items_none.xml"});
     import::frmMap map;
     map.Load();
     map.show();
-    map.setSource(companyFile);
     expectRequest(0, kCustomFieldQuery, "5.0");
     auto* scan = map.findChild<QComboBox*>("cmbItemMap0");
     ASSERT_EQ(scan->count(), 2) << "the custom fields of items";

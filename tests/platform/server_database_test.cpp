@@ -10,6 +10,7 @@
 #include "import/import_engine.h"
 #include "platform/app_error.h"
 #include "platform/database.h"
+#include "platform/jet_sql.h"
 #include "platform/send_keys.h"
 #include "support/checks.h"
 #include "support/fake_comm_control.h"
@@ -21,6 +22,7 @@
 #include <QLineEdit>
 
 #include <gtest/gtest.h>
+#include <tuple>
 
 using platform::Database;
 using testsupport::errorOf;
@@ -88,7 +90,7 @@ TEST_F(SharedServer, KeysEditsSeeksQuotingAndTransactions) {
 
     // Texts that mean something to PostgreSQL's strings or patterns come back as they were.
     for (const QString value : {"back\\slash\\", "100%_\"x\"", "a'; --|b", "é€\t😀"}) {
-        const QString quoted = "'" + db::SqlQuote(value) + "'";
+        const QString quoted = "'" + platform::SqlQuote(value) + "'";
         db.execute("INSERT INTO tblManual (ScanValue, ReturnValue) VALUES (" + quoted + ", " +
                    quoted + ")");
         EXPECT_EQ(first(db, "SELECT ReturnValue FROM tblManual WHERE ScanValue = " + quoted),
@@ -145,7 +147,8 @@ TEST_F(SharedServer, SetUpFromTheLocalTablesCopiesThemWhole) {
 }
 
 // Imported rows go to the server in groups of arrays: texts that mean something in an array
-// literal, and a later line of a scan value already in the group, must arrive as they were.
+// literal, and a later line of a scan value already in the group, must arrive as they were; the
+// earlier line of that scan value becomes an error row.
 TEST_F(SharedServer, ImportsGoToTheServerAndTheGridListsThem) {
     testsupport::TempProgramFolder folder;
     share();
@@ -159,8 +162,8 @@ TEST_F(SharedServer, ImportsGoToTheServerAndTheGridListsThem) {
     import::NoProgress progress;
     const import::ImportResult result =
         import::ImportDelimitedFile(list.fileName(), u',', progress);
-    EXPECT_EQ(result.written, 3002);
-    EXPECT_EQ(result.errors, 1);
+    EXPECT_EQ(std::tuple(result.written(), result.errors), std::tuple(3001, 2))
+        << "ITEM-1 gives way to LATER as an error row, \"only\" has no scan value";
 
     db::CodelinkModel grid;
     EXPECT_EQ(grid.fill(db::GetDbPath(), db::CodelinkModel::Layout::AllFields), 3001);
@@ -176,7 +179,7 @@ TEST_F(SharedServer, ImportsGoToTheServerAndTheGridListsThem) {
     ASSERT_TRUE(list.open(QIODevice::WriteOnly));
     list.write("NEW,Fresh\r\nAGAIN,CODE5\r\n");
     list.close();
-    EXPECT_EQ(import::ImportDelimitedFile(list.fileName(), u',', progress).written, 2);
+    EXPECT_EQ(import::ImportDelimitedFile(list.fileName(), u',', progress).written(), 2);
     EXPECT_EQ(grid.fill(db::GetDbPath(), db::CodelinkModel::Layout::AllFields), 3002);
     EXPECT_EQ(grid.text(grid.findScan("code5", 0), 1), "AGAIN");
 }

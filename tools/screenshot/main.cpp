@@ -70,8 +70,10 @@ bool importPictures(const QString& folder, const QDir& out) {
               "INVITEM\tNUT-10\t2\t0\tPART\tNut 10 mm\r\n");
     iif.close();
     import::frmPreview preview(
-        {import::kIif, {iif.fileName(), "QuickBooks", "Item Name", "Description", "Description"}, {
-         }});
+        {import::kIif,
+         {iif.fileName(), "QuickBooks", "Item Name", "Description", "Description", {}},
+         {},
+         false});
     preview.Load();
     preview.move(60, 60);
     preview.show();
