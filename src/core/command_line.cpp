@@ -11,6 +11,7 @@
 #include "import/accounting.h"
 #include "import/import_engine.h"
 #include "import/list_settings.h"
+#include "import/qb_interface.h"
 #include "platform/app_error.h"
 #include "platform/console.h"
 #include "platform/conversions.h"
@@ -66,6 +67,10 @@ const char* const kUsage =
     "        column 2 the scan value, column 3 the description; --header says that the first\n"
     "        line holds column names. --units reads scan fields as barcodes with their units of\n"
     "        measure, in the record format set in the item map window (111111,6;222222,12).\n"
+    "        A QuickBooks company file (.qbw; on Windows, with QuickBooks running and the\n"
+    "        file open) is read from QuickBooks: --scan names the items' custom field (or\n"
+    "        ManufacturerPartNumber, BarCodeValue) that holds the scan value, and the\n"
+    "        return value is the item's full name.\n"
     "        The last line gives the counts of rows written, removed and in error.\n"
     "  export FILE\n"
     "        Writes the translation table as a tab-delimited list (a line of column names, then\n"
@@ -205,6 +210,36 @@ auto iifFields(const QString& file, const Arguments& arguments,
         units};
 }
 
+// A QuickBooks company file, read from the running QuickBooks by the item map window's own
+// routine: the scan value is the field --scan names (one of the items' custom fields, or their
+// part number or barcode), else the one last chosen in the item map window; the return value is
+// each item's full name. Where QuickBooks cannot be reached, the reason goes to standard error
+// and nothing is changed.
+int companyFileImport(const QString& file, const Arguments& arguments) {
+    if (!arguments.flags.isEmpty() || arguments.options.contains(QStringLiteral("--return")) ||
+        arguments.options.contains(QStringLiteral("--description")))
+        throw Refusal(QStringLiteral("a company file takes --scan only: QuickBooks gives each "
+                                     "item's full name as the return value and its own "
+                                     "description"));
+    const QString scanField = arguments.options.value(
+        QStringLiteral("--scan"),
+        ReadStoredSettings().value_or(StoredSettings()).CustomScan.trimmed());
+    if (scanField.isEmpty())
+        throw Refusal(QStringLiteral("name the field that holds the scan value with --scan FIELD "
+                                     "(a custom field of the items, ManufacturerPartNumber or "
+                                     "BarCodeValue)"));
+    const QString accounting = shared().Accounting;
+    TerminalProgress progress;
+    import::ImportResult result;
+    // QuickBooks takes the file's name as Windows writes it.
+    const QString companyFile = QDir::toNativeSeparators(QFileInfo(file).absoluteFilePath());
+    if (!import::ReadItems(true, scanField, companyFile, import::ReadAccountingFlags(accounting),
+                           accounting, progress, &result))
+        return 1;
+    print(file + QStringLiteral(": ") + import::ImportSummary(result));
+    return 0;
+}
+
 int importCommand(const QStringList& rawArguments) {
     const Arguments arguments = parse(
         rawArguments,
@@ -216,12 +251,14 @@ int importCommand(const QStringList& rawArguments) {
     loadSettings();
     const QString accounting = shared().Accounting;
     const int kind = import::SourceKindOf(file, import::ReadAccountingFlags(accounting));
-    if (kind == import::kNotValid || kind == import::kCompanyFile)
+    if (kind == import::kNotValid)
         throw Refusal(
-            QStringLiteral("%1 is not an item list that %2 imports from the command line: "
-                           "give an IIF export (.iif), a tab-delimited list (.txt) or a "
+            QStringLiteral("%1 is not an item list that %2 imports: give a company file (.qbw), "
+                           "an IIF export (.iif), a tab-delimited list (.txt) or a "
                            "comma-separated list (.csv) of the kinds enabled for %2")
                 .arg(file, accounting));
+    if (kind == import::kCompanyFile)
+        return companyFileImport(file, arguments);
     std::optional<import::UnitFormat> units;
     if (arguments.flags.contains(QStringLiteral("--units")))
         units = import::UnitFormatOf(import::ReadListSettings());

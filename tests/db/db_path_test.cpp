@@ -40,8 +40,8 @@ TEST(GetDbPathTest, LocalOrSharedFileAndRetryOrCancelWhileTheSharedFileIsGone) {
     dialogs.answer(platform::Answer::Retry);
     EXPECT_EQ(db::GetDbPath(), shared);
     ASSERT_EQ(dialogs.messages().size(), 1u);
-    EXPECT_EQ(dialogs.messages()[0].text, "Lost Connection to Shared Database\r\nAt " +
-                                                 QDir::toNativeSeparators(shared));
+    EXPECT_EQ(dialogs.messages()[0].text,
+              "Lost Connection to Shared Database\r\nAt " + QDir::toNativeSeparators(shared));
     EXPECT_EQ(dialogs.messages()[0].buttons, platform::Buttons::RetryCancel);
     EXPECT_TRUE(core::shared().IsDBShared);
 

@@ -133,7 +133,8 @@ protected:
     // Unplugs the scanner (socat ends), and waits for the program's note that it waits.
     void unplug(const QString& device) {
         pair_.killPeer();
-        ASSERT_TRUE(e2e::pumpUntil([&] { return windows_->shown(lostNote(device)); }, 5000)) << "no note";
+        ASSERT_TRUE(e2e::pumpUntil([&] { return windows_->shown(lostNote(device)); }, 5000))
+            << "no note";
     }
 
     // The scanner is back: within 1.5 s the program says so, and the next 20 scans arrive as keys
@@ -190,12 +191,16 @@ TEST_F(ProgramEndToEnd, ScansReachOnlyOtherApplicationsOneCopyRunsAndExitIsImmed
     EXPECT_LT(elapsed.elapsed(), 1000) << "a second start ends within a second";
     EXPECT_EQ(second.exitCode(), 0);
     EXPECT_TRUE(e2e::pumpUntil([&] { return windows_->focusedCaption() == kMain; }, 3000))
-        << "the first copy comes to the front; the focus is on " << windows_->focusedCaption().toStdString();
+        << "the first copy comes to the front; the focus is on "
+        << windows_->focusedCaption().toStdString();
     // A scan now would go into the program's own window: it is refused, and the user told.
     e2e::pumpUntil([] { return false; }, 300);
     pair_.writeToPeer("0012345\r\n");
     EXPECT_TRUE(e2e::pumpUntil(
-        [&] { return windows_->shown("Click into the application that should receive the scans."); }, 5000))
+        [&] {
+            return windows_->shown("Click into the application that should receive the scans.");
+        },
+        5000))
         << "no note shown";
     EXPECT_TRUE(pair_.readFromPeer(1, std::chrono::milliseconds(500)).isEmpty())
         << "not acknowledged: the scanner signals the failure";

@@ -98,6 +98,7 @@ TEST_F(CommandLine, BadInputIsRefusedClearlyAndChangesNothing) {
     const QString notIif = write("other.iif", "a\r\nb\r\nc\r\nINVITEM\tX\r\n");
     const QString iif = write("items.iif", "INVITEM\tBOLT\r\n");
     write("notes.xyz", "R,S\r\n");
+    const QString company = write("Shop.qbw", "");
     const QByteArray before = dbtest::fileHash(db());
     const std::vector<std::pair<QStringList, QString>> cases = {
         {{"import", dir.filePath("missing.csv")}, "there is no file"},
@@ -108,6 +109,12 @@ TEST_F(CommandLine, BadInputIsRefusedClearlyAndChangesNothing) {
         {{"import", iif}, "is not a scan field"}, // nothing stored to default to
         {{"import", notIif, "--scan", "Item Name", "--return", "Item Name"},
          "Not a product export file of type IIF"},
+        {{"import", company, "--return", "Item Name"}, "takes --scan only"},
+#ifdef Q_OS_WIN
+        {{"import", company, "--scan", "UPC"}, "(QBXMLRP2) is not installed"},
+#else
+        {{"import", company, "--scan", "UPC"}, "can be read only on Windows"},
+#endif
         {{"import"}, "give exactly one item file"},
         {{"frobnicate"}, "unknown command \"frobnicate\""},
     };

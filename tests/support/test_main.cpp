@@ -2,10 +2,9 @@
 // or database connection exists.
 #include "core/application.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstring>
+#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 namespace {
