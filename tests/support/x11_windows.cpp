@@ -1,29 +1,12 @@
 #include "support/x11_windows.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QThread>
+#include "e2e/x11_session.h"
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XTest.h>
 #include <stdexcept>
 
 namespace testsupport {
-
-namespace {
-
-// Runs Qt's event loop until done() or the time is up; returns done().
-template <class Done>
-bool pumpUntil(Done done, int timeoutMs) {
-    QDeadlineTimer deadline(timeoutMs);
-    while (!done() && !deadline.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        QThread::msleep(1);
-    }
-    return done();
-}
-
-} // namespace
 
 TopLevelWindows::TopLevelWindows(const QString& display)
     : x_(XOpenDisplay(display.toLocal8Bit().constData())) {
@@ -50,9 +33,9 @@ bool TopLevelWindows::focus(const QString& caption, int settleMs) const {
     XRaiseWindow(x_, windows.front());
     XSetInputFocus(x_, windows.front(), RevertToParent, CurrentTime);
     XFlush(x_);
-    if (!pumpUntil([&] { return focusedCaption() == caption; }, 5000))
+    if (!e2e::pumpUntil([&] { return focusedCaption() == caption; }, 5000))
         return false;
-    pumpUntil([] { return false; }, settleMs);
+    e2e::pumpUntil([] { return false; }, settleMs);
     return true;
 }
 
