@@ -139,9 +139,13 @@ void frmSetup::Load() {
         state.PortSetting = row->PortSetting;
         state.autostart = row->autostart;
     }
-    TxtDBLocation->setText(state.SharedDataBase);
-    ChUseSharedDB->setChecked(state.IsDBShared);
-    FrameDBPath->setVisible(state.IsDBShared);
+    // The stored choice, not this run's: a shared database that could not be reached at start
+    // is left for this run only, and saving other settings must not turn sharing off for good.
+    storedShared_ = row ? row->IsDBShared : state.IsDBShared;
+    storedLocation_ = row ? row->SharedDataBase : state.SharedDataBase;
+    TxtDBLocation->setText(storedLocation_);
+    ChUseSharedDB->setChecked(storedShared_);
+    FrameDBPath->setVisible(storedShared_);
     if (row) {
         // A stored system that the definitions no longer list is kept, not silently replaced.
         if (cmbAccSystem->findText(row->Accounting, Qt::MatchFixedString) < 0)
@@ -216,12 +220,16 @@ void frmSetup::cmdSave_Click() {
         main_.setAppendDisplay(fraAppend->pattern());
 
         const QString location = TxtDBLocation->text();
+        if (ChUseSharedDB->isChecked() == storedShared_ && location == storedLocation_)
+            return;
         const bool shared = ChUseSharedDB->isChecked() && ValidateSharedDatabase(location);
         row.setValue(QStringLiteral("IsDBShared"), shared);
         state.IsDBShared = shared;
+        storedShared_ = shared;
         if (shared) {
             row.setValue(QStringLiteral("SharedDataBase"), location);
             state.SharedDataBase = location;
+            storedLocation_ = location;
         }
     });
     SetupSaved = true;

@@ -62,6 +62,9 @@ private:
 
     bool SetupSaved = true;
     bool loading_ = false;
+    // The sharing settings as stored, which Save leaves alone unless the user changed them.
+    bool storedShared_ = false;
+    QString storedLocation_;
     bool namesRefreshFailed_ = false; // not retried at every activation, or errors would loop
 };
 

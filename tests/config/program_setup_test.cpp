@@ -138,6 +138,22 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
     }
 }
 
+// A shared database left at start for this run only (Retry/Cancel answered Cancel) stays the
+// stored choice when other settings are saved.
+TEST_F(ProgramSetup, SavingOtherSettingsKeepsASharedDatabaseLeftForThisRun) {
+    const QString shared = folder.file("Shared.mdb");
+    folder.sql("dbscan.mdb", "UPDATE tblSettings SET IsDBShared = 1, SharedDataBase = '" +
+                                 shared + "'");
+    core::shared().IsDBShared = false;
+    window.Load();
+    EXPECT_TRUE(control<QCheckBox>("ChUseSharedDB")->isChecked());
+    control<QCheckBox>("chkAutoStart")->click();
+    control<QPushButton>("cmdSave")->click();
+    EXPECT_EQ(dialogs.messageTexts(), QStringList{});
+    EXPECT_EQ(stored(db(), "autostart, IsDBShared, SharedDataBase"), "1|1|" + shared);
+    EXPECT_FALSE(core::shared().IsDBShared) << "this run goes on with the local table";
+}
+
 TEST_F(ProgramSetup, ChangesStayUnsavedAcrossActivationAndCommandKeysUntilSaveOrCancel) {
     window.Load();
     const QString before = stored(db(), "autostart, append");
