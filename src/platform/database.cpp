@@ -194,10 +194,12 @@ Recordset Database::openRecordset(const QString& sqlOrTable) {
     qsizetype listStart = 0;
     const QString table = updatableBaseTable(sql, &selectList, &listStart);
     QString statement = sql;
+    // The row id goes after the fields, so that an ORDER BY or GROUP BY that names a column by
+    // its place still means the column the caller wrote there.
     if (!table.isEmpty())
-        statement.insert(listStart, quotedName(engine_, table) + u'.' + rowIdColumn() +
-                                        QStringLiteral(" AS ") + kRowIdAlias +
-                                        QStringLiteral(", "));
+        statement.insert(listStart + selectList.size(),
+                         QStringLiteral(", ") + quotedName(engine_, table) + u'.' + rowIdColumn() +
+                             QStringLiteral(" AS ") + kRowIdAlias);
 
     QSqlQuery query(connection());
     query.setForwardOnly(true);
@@ -209,7 +211,10 @@ Recordset Database::openRecordset(const QString& sqlOrTable) {
     // The row id is read apart; the server's row id column is not one of the fields.
     QVector<int> columns;
     QStringList fields;
-    for (int i = table.isEmpty() ? 0 : 1; i < record.count(); ++i) {
+    const int rowIdAt = table.isEmpty() ? -1 : record.count() - 1;
+    for (int i = 0; i < record.count(); ++i) {
+        if (i == rowIdAt)
+            continue;
         if (engine_ == Engine::Postgres && record.fieldName(i) == kServerRowId)
             continue;
         columns << i;
@@ -219,7 +224,7 @@ Recordset Database::openRecordset(const QString& sqlOrTable) {
     while (query.next()) {
         Recordset::Row row;
         if (!table.isEmpty())
-            row.rowid = query.value(0).toLongLong();
+            row.rowid = query.value(rowIdAt).toLongLong();
         row.values.reserve(fields.size());
         for (const int column : columns)
             row.values.append(query.value(column));

@@ -1,5 +1,7 @@
 #include "platform/single_instance.h"
 
+#include "platform/focus.h"
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QLocalServer>
@@ -60,6 +62,7 @@ bool SingleInstance::activateFirst(int timeoutMs) {
     socket.connectToServer(serverName_);
     if (!socket.waitForConnected(timeoutMs))
         return false;
+    allowOtherProcessToTakeForeground();
     socket.write(kShowRequest);
     // Nothing may be left to wait for when the request went out at once.
     while (socket.bytesToWrite() > 0) {

@@ -142,8 +142,8 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
 // stored choice when other settings are saved.
 TEST_F(ProgramSetup, SavingOtherSettingsKeepsASharedDatabaseLeftForThisRun) {
     const QString shared = folder.file("Shared.mdb");
-    folder.sql("dbscan.mdb", "UPDATE tblSettings SET IsDBShared = 1, SharedDataBase = '" +
-                                 shared + "'");
+    folder.sql("dbscan.mdb",
+               "UPDATE tblSettings SET IsDBShared = 1, SharedDataBase = '" + shared + "'");
     core::shared().IsDBShared = false;
     window.Load();
     EXPECT_TRUE(control<QCheckBox>("ChUseSharedDB")->isChecked());

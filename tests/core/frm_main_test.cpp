@@ -21,16 +21,15 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
-#include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPointer>
 #include <QPushButton>
-#include <QScreen>
 #include <QTest>
 
 #include <gtest/gtest.h>
+#include <utility>
 
 using core::frmMain;
 using shell::frmTaskbar;
@@ -187,17 +186,25 @@ TEST(AppendStrings, ThePatternChosenInTheMainWindowOrTheTrayIsInUseAfterARestart
     EXPECT_EQ(afterRestart(), "Unit Tab = <RetVal><TAB><UoM><TAB>");
 }
 
-TEST(AppendStrings, LongNamesAreElidedAndWidenNoWindowPastTheScreen) {
+// The widths of the main window and System Setup as they open.
+std::pair<int, int> windowWidths(Program& program) {
+    config::frmSetup setup(program.main);
+    setup.Load();
+    return {program.main.sizeHint().width(), setup.sizeHint().width()};
+}
+
+TEST(AppendStrings, LongNamesAreElidedAndWidenNoWindow) {
+    const auto [mainWidth, setupWidth] = [] {
+        Program shortNames;
+        return windowWidths(shortNames);
+    }();
     const QString longName = QString("Receiving dock, pallet labels, second shift ").repeated(4);
     Program program([&](TempProgramFolder& folder) {
         folder.sql("dbscan.mdb", "INSERT INTO tblAppendStr (Name, String, Use) VALUES ('" +
                                      longName + "', '<RetVal><F3>', 6)");
     });
-    const int screen = QGuiApplication::primaryScreen()->availableGeometry().width();
-    EXPECT_LE(program.main.sizeHint().width(), screen);
-    config::frmSetup setup(program.main);
-    setup.Load();
-    EXPECT_LE(setup.sizeHint().width(), screen);
+    EXPECT_EQ(windowWidths(program), std::pair(mainWidth, setupWidth));
+    EXPECT_LE(std::max(mainWidth, setupWidth), 1280) << "the windows fit a 1,280 px screen";
 
     const QStringList shown = program.shownRecent();
     ASSERT_EQ(shown.size(), 1);

@@ -189,8 +189,9 @@ TEST_F(MaintenanceTest, BackupReplacesTheChosenFileCompactingFirstWhenAsked) {
     db::BackupDatabase(scan);
     ASSERT_EQ(dialogs.fileRequests().size(), 1u);
     EXPECT_TRUE(dialogs.fileRequests()[0].confirmOverwrite);
-    EXPECT_EQ(texts(), (QStringList{"Would you like to compact your database file?",
-                                    "Finished backing up database to " + target}));
+    EXPECT_EQ(texts(),
+              (QStringList{"Would you like to compact your database file?",
+                           "Finished backing up database to " + QDir::toNativeSeparators(target)}));
     EXPECT_EQ(pairs(target, "tblCodelink"), original);
     EXPECT_EQ(pairs(target, "tblManual"), QStringList{"S7=ITEM-7"});
     EXPECT_FALSE(platform::Database::open(target).hasTable("tblAccounting")) << "replaced";

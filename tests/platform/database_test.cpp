@@ -71,6 +71,18 @@ TEST_F(ProgramDatabase, NewRowsTakeDefaultsDeletedRowsAreGoneAndQueriesAreReadOn
     platform::Recordset counted = again.openRecordset("SELECT count(*) AS n FROM tblAppendStr");
     EXPECT_EQ(counted.value("n").toInt(), 5) << "one row added, one deleted";
     EXPECT_EQ(errorOf([&] { counted.edit(); }).number, err::ReadOnly);
+
+    // An updatable record set orders by the column the statement names by its place.
+    platform::Recordset byPlace =
+        again.openRecordset("SELECT Use, Name FROM tblAppendStr ORDER BY 2");
+    EXPECT_EQ(byPlace.fieldCount(), 2);
+    EXPECT_EQ(byPlace.value(1).toString(), "Mine");
+    byPlace.edit();
+    byPlace.setValue("Use", 7);
+    byPlace.update();
+    EXPECT_EQ(testsupport::rows(folder.file("dbscan.mdb"),
+                                "SELECT Use FROM tblAppendStr WHERE Name = 'Mine'"),
+              QStringList{"7"});
 }
 
 // A table opens on its first row and walks in index order, also on from a sought row; seeks and

@@ -3,6 +3,7 @@
 
 #include "platform/app_error.h"
 
+#include <QDir>
 #include <QObject>
 #include <QString>
 #include <QTest>
@@ -33,6 +34,17 @@ inline ThrownError errorOf(const std::function<void()>& action) {
         return {error.number(), error.description()};
     }
     return {};
+}
+
+// Whether a message names this file as the program shows it: with the system's separators, and
+// on Windows in any letter case (the program names its own files as it spells them).
+inline bool namesFile(const QString& message, const QString& path) {
+#ifdef Q_OS_WIN
+    constexpr Qt::CaseSensitivity kCase = Qt::CaseInsensitive;
+#else
+    constexpr Qt::CaseSensitivity kCase = Qt::CaseSensitive;
+#endif
+    return message.contains(QDir::toNativeSeparators(path), kCase);
 }
 
 // The child object of a window with this object name; a missing one ends the test.

@@ -79,7 +79,7 @@ std::vector<std::string> lines(const std::wstring& name) {
 }
 
 void record(const std::wstring& line) {
-    std::ofstream(fileNamed(L"calls.txt"), std::ios::app) << utf8(line) << "\n";
+    std::ofstream(fileNamed(L"calls.txt"), std::ios::app | std::ios::binary) << utf8(line) << "\n";
 }
 
 // How the call fails, if fail.txt names it.

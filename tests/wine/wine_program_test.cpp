@@ -87,6 +87,15 @@ protected:
         return receiver.waitForEnter(from);
     }
 
+    // A scan sent now is neither typed nor acknowledged.
+    void expectRefused(const WineReceiver& receiver) {
+        const QString before = receiver.received();
+        pair_.writeToPeer("0012345\r\n");
+        EXPECT_TRUE(pair_.readFromPeer(1, std::chrono::milliseconds(1500)).isEmpty())
+            << "a refused scan is not acknowledged";
+        EXPECT_EQ(receiver.received(), before);
+    }
+
     QTemporaryDir dir_;
     testsupport::SocatPair pair_;
     std::unique_ptr<testsupport::TopLevelWindows> windows_;
@@ -96,18 +105,13 @@ TEST_F(WineProgram, ScansAreTypedThroughSendInputAcknowledgedAndNeverIntoItsOwnW
     WineReceiver receiver;
     QProcess first;
     startProgram(first);
-    // The main window has the focus as the program starts: a scan now is refused.
+    // The main window is the foreground window as the program starts: a scan now is refused
+    // (its note is a tray balloon, which Wine's shell shows without a window of its own).
     ASSERT_TRUE(windows_->focus(kMain));
-    pair_.writeToPeer("0012345\r\n");
-    EXPECT_TRUE(e2e::pumpUntil(
-        [&] {
-            return windows_->shown("Click into the application that should receive the scans.");
-        },
-        10000))
-        << "no note shown";
-    EXPECT_TRUE(pair_.readFromPeer(1, std::chrono::milliseconds(1000)).isEmpty())
-        << "a refused scan is not acknowledged";
-    EXPECT_EQ(receiver.received(), "");
+    expectRefused(receiver);
+    // While Wine's shell shows the note's balloon (4 s), keys sent with SendInput do not reach
+    // the window that has the X focus: the scans go on once it is gone.
+    e2e::pumpUntil([] { return false; }, 5000);
 
     ASSERT_TRUE(windows_->focus(kReceiver));
     EXPECT_EQ(scan(receiver, "0012345\r\n"), "Größe ½ Ω{TAB}12{F2}^s");
@@ -121,10 +125,10 @@ TEST_F(WineProgram, ScansAreTypedThroughSendInputAcknowledgedAndNeverIntoItsOwnW
     const wine::Result second = wine::run(program(), {});
     EXPECT_EQ(second.exitCode, 0);
     EXPECT_LT(elapsed.elapsed(), 15000) << "ms until the second copy ended";
-    EXPECT_TRUE(e2e::pumpUntil([&] { return windows_->focusedCaption() == kMain; }, 5000))
-        << "the first copy comes to the front; the focus is on "
-        << windows_->focusedCaption().toStdString();
     EXPECT_EQ(first.state(), QProcess::Running);
+    // The first copy's window came to the front (Wine moves no X focus without a window
+    // manager): the system's foreground window is the program's own again.
+    expectRefused(receiver);
 }
 
 TEST_F(WineProgram, QuietLineFramingEndsAScanAfterTenQuietTicks) {

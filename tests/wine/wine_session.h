@@ -5,6 +5,7 @@
 // (ORVANE_WINDOWS_BUILD), a fresh Wine prefix (WINEPREFIX) and the display (DISPLAY).
 
 #include "e2e/x11_session.h"
+#include "support/checks.h"
 #include "support/x11_windows.h"
 
 #include <QDir>
@@ -37,7 +38,7 @@ inline bool available() {
 
 // A Linux path as a Windows program under Wine names it (Z: is the Linux root).
 inline QString windowsPath(const QString& path) {
-    return QStringLiteral("Z:") + QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath());
+    return QStringLiteral("Z:") + QFileInfo(path).absoluteFilePath().replace(u'/', u'\\');
 }
 
 inline QString packageFile(const QString& name) {

@@ -19,4 +19,8 @@ bool ownWindowHasKeyboardFocus() {
     return foreground && process == GetCurrentProcessId();
 }
 
+void allowOtherProcessToTakeForeground() {
+    AllowSetForegroundWindow(ASFW_ANY);
+}
+
 } // namespace platform

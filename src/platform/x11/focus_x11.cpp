@@ -64,4 +64,7 @@ bool ownWindowHasKeyboardFocus() {
     return QGuiApplication::focusWindow() != nullptr;
 }
 
+// X11 lets any client raise and focus its window.
+void allowOtherProcessToTakeForeground() {}
+
 } // namespace platform
