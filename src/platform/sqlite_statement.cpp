@@ -4,6 +4,7 @@
 #include "platform/database.h"
 
 #include <QDir>
+#include <QStringEncoder>
 
 #include <sqlite3.h>
 #include <utility>
@@ -90,9 +91,7 @@ void SqliteStatement::bind(int index, qint64 value) {
 }
 
 void SqliteStatement::bind(int index, const QString& value) {
-    const QByteArray utf8 = value.toUtf8();
-    sqlite3_bind_text(statement_, index, utf8.constData(), static_cast<int>(utf8.size()),
-                      SQLITE_TRANSIENT);
+    bindText(index, value);
 }
 
 void SqliteStatement::bind(int index, const QVariant& value) {
@@ -115,6 +114,9 @@ void SqliteStatement::bind(int index, const QVariant& value) {
                           SQLITE_TRANSIENT);
         return;
     }
+    case QMetaType::QString:
+        bindText(index, *static_cast<const QString*>(value.constData()));
+        return;
     default:
         bind(index, value.toString());
     }
@@ -143,8 +145,16 @@ void SqliteStatement::fail(int resultCode, const QString& file) {
 }
 
 void SqliteStatement::bindText(int index, QStringView value) {
-    sqlite3_bind_text16(statement_, index, value.utf16(),
-                        static_cast<int>(value.size() * sizeof(char16_t)), SQLITE_TRANSIENT);
+    if (index < 1)
+        return; // no such parameter; SQLite would refuse it too
+    if (texts_.size() < size_t(index))
+        texts_.resize(size_t(index));
+    QByteArray& utf8 = texts_[size_t(index - 1)];
+    QStringEncoder encoder(QStringEncoder::Utf8);
+    utf8.resize(encoder.requiredSpace(value.size()));
+    const char* end = encoder.appendToBuffer(utf8.data(), value);
+    sqlite3_bind_text(statement_, index, utf8.constData(), static_cast<int>(end - utf8.constData()),
+                      SQLITE_STATIC);
 }
 
 void SqliteStatement::bindNumber(int index, double value) {
