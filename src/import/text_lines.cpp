@@ -55,6 +55,16 @@ bool isAscii(const char* bytes) {
     return (word & 0x8080808080808080ULL) == 0;
 }
 
+bool asciiOnly(QByteArrayView bytes) {
+    const char* at = bytes.data();
+    const char* const end = at + bytes.size();
+    for (; end - at >= 8; at += 8) {
+        if (!isAscii(at))
+            return false;
+    }
+    return std::all_of(at, end, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
 qint64 strayControls(QByteArrayView bytes) {
     return std::count_if(bytes.begin(), bytes.end(),
                          [](char c) { return strayControl(static_cast<unsigned char>(c)); });
@@ -226,6 +236,12 @@ bool TextLines::nextLineBytes(QByteArrayView& bytes) {
 
 // The text of a line's bytes, written into line (whose room is reused from line to line).
 void TextLines::decode(QByteArrayView bytes, QString& line) const {
+    if (!utf16(encoding_) && asciiOnly(bytes)) {
+        // ASCII, most lines of most files, reads the same in UTF-8 and Windows-1252.
+        line.resize(bytes.size());
+        std::copy(bytes.begin(), bytes.end(), reinterpret_cast<char16_t*>(line.data()));
+        return;
+    }
     switch (encoding_) {
     case Encoding::Utf8: {
         line.resize(bytes.size()); // UTF-8 never needs more units than bytes

@@ -37,6 +37,23 @@ int errorNumber(int resultCode) {
     }
 }
 
+// Writes the UTF-8 of text into utf8 (whose room is reused) and gives its size. ASCII, which
+// codes and item names mostly are, is copied unit by unit without an encoder.
+qsizetype writeUtf8(QStringView text, QByteArray& utf8) {
+    const qsizetype size = text.size();
+    utf8.resize(size);
+    const char16_t* in = text.utf16();
+    char* out = utf8.data();
+    qsizetype i = 0;
+    for (; i < size && in[i] < 0x80; ++i)
+        out[i] = char(in[i]);
+    if (i == size)
+        return size;
+    QStringEncoder encoder(QStringEncoder::Utf8);
+    utf8.resize(encoder.requiredSpace(size));
+    return encoder.appendToBuffer(utf8.data(), text) - utf8.constData();
+}
+
 } // namespace
 
 QString sqliteFailureText(int resultCode, sqlite3* handle, const QString& file) {
@@ -90,8 +107,9 @@ void SqliteStatement::bind(int index, qint64 value) {
     sqlite3_bind_int64(statement_, index, value);
 }
 
+// A null QString is bound as an empty text (bindText binds a null view as NULL).
 void SqliteStatement::bind(int index, const QString& value) {
-    bindText(index, value);
+    bindText(index, value.isNull() ? QStringView(u"") : QStringView(value));
 }
 
 void SqliteStatement::bind(int index, const QVariant& value) {
@@ -115,7 +133,7 @@ void SqliteStatement::bind(int index, const QVariant& value) {
         return;
     }
     case QMetaType::QString:
-        bindText(index, *static_cast<const QString*>(value.constData()));
+        bind(index, *static_cast<const QString*>(value.constData()));
         return;
     default:
         bind(index, value.toString());
@@ -147,14 +165,15 @@ void SqliteStatement::fail(int resultCode, const QString& file) {
 void SqliteStatement::bindText(int index, QStringView value) {
     if (index < 1)
         return; // no such parameter; SQLite would refuse it too
+    if (value.isNull()) {
+        sqlite3_bind_null(statement_, index);
+        return;
+    }
     if (texts_.size() < size_t(index))
         texts_.resize(size_t(index));
     QByteArray& utf8 = texts_[size_t(index - 1)];
-    QStringEncoder encoder(QStringEncoder::Utf8);
-    utf8.resize(encoder.requiredSpace(value.size()));
-    const char* end = encoder.appendToBuffer(utf8.data(), value);
-    sqlite3_bind_text(statement_, index, utf8.constData(), static_cast<int>(end - utf8.constData()),
-                      SQLITE_STATIC);
+    const qsizetype size = writeUtf8(value, utf8);
+    sqlite3_bind_text(statement_, index, utf8.constData(), static_cast<int>(size), SQLITE_STATIC);
 }
 
 void SqliteStatement::bindNumber(int index, double value) {
