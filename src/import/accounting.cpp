@@ -130,7 +130,7 @@ FieldLabels ReadCustomFieldLabels(const QString& path) {
     constexpr int kHeadingLines = 200;
     FieldLabels labels;
     try {
-        TextLines lines(path);
+        TextLines lines(path, TextLines::FirstPass::Head);
         if (lines.binary())
             return labels;
         qsizetype indexColumn = 1;

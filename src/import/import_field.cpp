@@ -1,5 +1,7 @@
 #include "import/import_field.h"
 
+#include <algorithm>
+
 namespace import {
 
 namespace {
@@ -93,15 +95,22 @@ void LineFields::cut(QStringView line, QChar delimiter, bool openQuotesAreText) 
 }
 
 QString LineFields::field(qsizetype index) const {
-    if (index < 0 || index >= spans_.size())
-        return {};
+    QString value;
+    readField(index, value);
+    return value;
+}
+
+void LineFields::readField(qsizetype index, QString& value) const {
+    if (index < 0 || index >= spans_.size()) {
+        value.truncate(0);
+        return;
+    }
     const Span& span = spans_[index];
     const QStringView text = line_.mid(span.start, span.length);
-    if (!span.quoted || !text.contains(kQuote))
-        return text.toString();
-    QString value = text.toString();
-    value.replace(QStringLiteral("\"\""), QStringLiteral("\""));
-    return value;
+    value.resize(text.size());
+    std::copy(text.begin(), text.end(), value.begin());
+    if (span.quoted && text.contains(kQuote))
+        value.replace(QStringLiteral("\"\""), QStringLiteral("\""));
 }
 
 QString GetImportField(QString& line, std::int16_t fieldNumber, int delimiterCode) {

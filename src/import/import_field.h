@@ -30,6 +30,9 @@ public:
     qsizetype size() const { return spans_.size(); }
     // Field index, counted from 0; the empty text past the last field.
     QString field(qsizetype index) const;
+    // The same, written into value, whose room is reused when it is not shared (a reader that
+    // keeps its values from line to line allocates nothing).
+    void readField(qsizetype index, QString& value) const;
     // Whether the line ends inside a quoted field: a value with a line break in it, whose rest is
     // on the next line.
     bool open() const { return open_; }

@@ -1,9 +1,10 @@
 #pragma once
-// How the imports write: transactions of a few thousand rows, and the statements that put pairs
-// into tblCodelink and rows into tblImportErrors, prepared once.
+// How the imports write: transactions of many rows, and the writers that put pairs into
+// tblCodelink and rows into tblImportErrors.
 
 #include "platform/database.h"
 
+#include <QElapsedTimer>
 #include <QString>
 
 #include <functional>
@@ -11,11 +12,16 @@
 
 namespace import {
 
-inline constexpr int kBatchRows = 20000;
+// A transaction is committed after half a second or kBatchRows rows, whichever comes first: long
+// enough that a large import does not spend its time committing (each commit writes the pages its
+// rows touched and waits for the disk), short enough that another workstation reading a shared
+// file waits well within its busy timeout.
+inline constexpr int kBatchRows = 250000;
+inline constexpr qint64 kBatchMs = 500;
 
-// Transactions of kBatchRows rows. Whatever is open is committed when the object goes, also when
-// a failure ends the import, so that the rows written before the failure stay. beforeCommit sends
-// what the writers still hold.
+// Transactions of the import's rows, as above. Whatever is open is committed when the object goes,
+// also when a failure ends the import, so that the rows written before the failure stay.
+// beforeCommit sends what the writers still hold.
 class Batches {
 public:
     explicit Batches(platform::Database& db, std::function<void()> beforeCommit = {})
@@ -36,17 +42,24 @@ public:
     Batches& operator=(const Batches&) = delete;
 
     void rowDone() {
-        if (++rows_ % kBatchRows == 0) {
-            commit();
-            begin();
-        }
+        // The clock is read now and then, not for every row.
+        if (++rows_ % kRowsPerLook != 0)
+            return;
+        if (rows_ - batchStart_ < kBatchRows && clock_.elapsed() < kBatchMs)
+            return;
+        commit();
+        begin();
     }
     void finish() { commit(); }
 
 private:
+    static constexpr int kRowsPerLook = 1000;
+
     void begin() {
         db_.execute(QStringLiteral("BEGIN IMMEDIATE"));
         open_ = true;
+        batchStart_ = rows_;
+        clock_.start();
     }
     void commit() {
         if (beforeCommit_)
@@ -58,6 +71,8 @@ private:
     platform::Database& db_;
     std::function<void()> beforeCommit_;
     qint64 rows_ = 0;
+    qint64 batchStart_ = 0;
+    QElapsedTimer clock_;
     bool open_ = false;
 };
 

@@ -5,7 +5,9 @@
 #include <QDir>
 #include <QStringDecoder>
 
+#include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace import {
 
@@ -46,13 +48,42 @@ bool strayControl(unsigned char byte) {
 // More than one character in twenty out of place makes a file binary.
 constexpr qint64 kControlsPerBinary = 20;
 
+// Whether the eight bytes at bytes are all ASCII.
+bool isAscii(const char* bytes) {
+    quint64 word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return (word & 0x8080808080808080ULL) == 0;
+}
+
+bool asciiOnly(QByteArrayView bytes) {
+    const char* at = bytes.data();
+    const char* const end = at + bytes.size();
+    for (; end - at >= 8; at += 8) {
+        if (!isAscii(at))
+            return false;
+    }
+    return std::all_of(at, end, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+qint64 strayControls(QByteArrayView bytes) {
+    return std::count_if(bytes.begin(), bytes.end(),
+                         [](char c) { return strayControl(static_cast<unsigned char>(c)); });
+}
+
 } // namespace
 
 void Utf8Check::feed(QByteArrayView bytes) {
-    for (const char c : bytes) {
+    const char* at = bytes.data();
+    const char* const end = at + bytes.size();
+    while (at < end) {
         if (!valid_)
             return; // the answer is known
-        const auto byte = static_cast<unsigned char>(c);
+        // Eight bytes of ASCII at a time, as long as no character is unfinished.
+        while (pending_ == 0 && end - at >= 8 && isAscii(at))
+            at += 8;
+        if (at == end)
+            return;
+        const auto byte = static_cast<unsigned char>(*at++);
         if (pending_ > 0) {
             // The second byte of a lead E0, ED, F0 or F4 has a narrower range (no overlong
             // forms, no surrogates, nothing above U+10FFFF).
@@ -95,16 +126,18 @@ QString fromWindows1252(QByteArrayView bytes) {
     return text;
 }
 
-TextLines::TextLines(const QString& path)
+TextLines::TextLines(const QString& path, FirstPass pass)
     : file_(path) {
     if (!file_.open(QIODevice::ReadOnly))
         readFailure(file_);
-    firstPass();
+    firstPass(pass);
     rewind();
 }
 
-// One pass over the bytes decides the encoding, counts the lines and tells text from binary.
-void TextLines::firstPass() {
+// One pass over the bytes decides the encoding, counts the lines and tells text from binary: a
+// NUL byte anywhere, or many control characters in the first piece (where a program or an archive
+// shows what it is).
+void TextLines::firstPass(FirstPass pass) {
     const QByteArray start = file_.peek(3);
     if (start.startsWith(kUtf16LEMark))
         encoding_ = Encoding::Utf16LE;
@@ -114,7 +147,6 @@ void TextLines::firstPass() {
     empty_ = file_.size() <= markSize;
     const int newlineHigh = encoding_ == Encoding::Utf16BE ? 0 : 1; // which byte of a unit is 0
     Utf8Check check;
-    qint64 controls = 0;
     qint64 offset = 0;
     char last = '\n';
     while (!file_.atEnd()) {
@@ -126,32 +158,34 @@ void TextLines::firstPass() {
                 if (piece[i + 1 - newlineHigh] == '\n' && piece[i + newlineHigh] == 0)
                     ++lineCount_;
             }
+            if (piece.size() >= 2)
+                last = piece[piece.size() - 1 - newlineHigh];
         } else {
             check.feed(piece);
             lineCount_ += piece.count('\n');
-            for (const char c : piece) {
-                if (c == 0)
-                    binary_ = true;
-                controls += strayControl(static_cast<unsigned char>(c));
-            }
-        }
-        if (!utf16(encoding_))
+            binary_ = binary_ || piece.contains('\0') ||
+                      (offset == 0 && strayControls(piece) * kControlsPerBinary > piece.size());
             last = piece.back();
-        else if (piece.size() >= 2)
-            last = piece[piece.size() - 1 - newlineHigh];
+        }
         offset += piece.size();
+        if (pass == FirstPass::Head)
+            break;
     }
     if (last != '\n' && offset > markSize)
         ++lineCount_; // a last line without its line end
-    binary_ = binary_ || controls * kControlsPerBinary > offset;
-    if (!utf16(encoding_))
-        encoding_ = check.valid() ? Encoding::Utf8 : Encoding::Windows1252;
+    if (!utf16(encoding_)) {
+        // A head may end in the middle of a character.
+        const bool utf8 = pass == FirstPass::Head ? check.validSoFar() : check.valid();
+        encoding_ = utf8 ? Encoding::Utf8 : Encoding::Windows1252;
+    }
 }
 
 void TextLines::rewind() {
     if (!file_.seek(0))
         readFailure(file_);
     linesRead_ = 0;
+    buffer_.clear();
+    taken_ = 0;
     const QByteArray start = file_.peek(3);
     if (utf16(encoding_))
         file_.read(2);
@@ -159,43 +193,80 @@ void TextLines::rewind() {
         file_.read(3);
 }
 
-// A line of UTF-16 text up to its line end: the line-feed byte may also be half of another
-// character, so the line goes on until a whole unit is a line feed.
-QByteArray TextLines::readUtf16Line() {
+// Where the line that starts at from ends (after its line feed) in the buffer; -1 when the buffer
+// holds no line end. In UTF-16 the line-feed byte may also be half of another character: only a
+// whole unit that is a line feed ends a line.
+qsizetype TextLines::lineEnd(qsizetype from) const {
+    if (!utf16(encoding_)) {
+        const qsizetype feed = buffer_.indexOf('\n', from);
+        return feed < 0 ? -1 : feed + 1;
+    }
     const int low = encoding_ == Encoding::Utf16LE ? 0 : 1;
-    QByteArray bytes;
+    for (qsizetype unit = from; unit + 1 < buffer_.size(); unit += 2) {
+        if (buffer_[unit + low] == '\n' && buffer_[unit + 1 - low] == 0)
+            return unit + 2;
+    }
+    return -1;
+}
+
+// The bytes of the next line, with its line end; they stay valid until the next call.
+bool TextLines::nextLineBytes(QByteArrayView& bytes) {
     for (;;) {
-        bytes += file_.readLine();
-        if (bytes.size() % 2 != 0)
-            bytes += file_.read(1);
-        const qsizetype size = bytes.size();
-        const bool lineEnd =
-            size >= 2 && bytes[size - 2 + low] == '\n' && bytes[size - 1 - low] == 0;
-        if (lineEnd || file_.atEnd() || file_.error() != QFileDevice::NoError)
-            return bytes;
+        const qsizetype end = lineEnd(taken_);
+        if (end >= 0) {
+            bytes = QByteArrayView(buffer_).sliced(taken_, end - taken_);
+            taken_ = end;
+            return true;
+        }
+        if (file_.atEnd()) {
+            if (taken_ == buffer_.size())
+                return false;
+            bytes = QByteArrayView(buffer_).sliced(taken_); // a last line without its line end
+            taken_ = buffer_.size();
+            return true;
+        }
+        buffer_.remove(0, taken_); // whole lines and whole units are gone
+        taken_ = 0;
+        const QByteArray piece = file_.read(kPiece);
+        if (piece.isEmpty())
+            readFailure(file_);
+        buffer_ += piece;
     }
 }
 
-bool TextLines::next(QString& line) {
-    if (file_.atEnd())
-        return false;
-    QByteArray bytes = utf16(encoding_) ? readUtf16Line() : file_.readLine();
-    if (bytes.isEmpty() && file_.error() != QFileDevice::NoError)
-        readFailure(file_);
+// The text of a line's bytes, written into line (whose room is reused from line to line).
+void TextLines::decode(QByteArrayView bytes, QString& line) const {
+    if (!utf16(encoding_) && asciiOnly(bytes)) {
+        // ASCII, most lines of most files, reads the same in UTF-8 and Windows-1252.
+        line.resize(bytes.size());
+        std::copy(bytes.begin(), bytes.end(), reinterpret_cast<char16_t*>(line.data()));
+        return;
+    }
     switch (encoding_) {
-    case Encoding::Utf8:
-        line = QString::fromUtf8(bytes);
+    case Encoding::Utf8: {
+        line.resize(bytes.size()); // UTF-8 never needs more units than bytes
+        QStringDecoder decoder(QStringDecoder::Utf8);
+        const QChar* end = decoder.appendToBuffer(line.data(), bytes);
+        line.truncate(end - line.constData());
         break;
+    }
     case Encoding::Windows1252:
         line = fromWindows1252(bytes);
         break;
     case Encoding::Utf16LE:
     case Encoding::Utf16BE:
-        line = QStringDecoder(encoding_ == Encoding::Utf16LE ? QStringConverter::Utf16LE
-                                                             : QStringConverter::Utf16BE)
+        line = QStringDecoder(encoding_ == Encoding::Utf16LE ? QStringDecoder::Utf16LE
+                                                             : QStringDecoder::Utf16BE)
                    .decode(bytes);
         break;
     }
+}
+
+bool TextLines::next(QString& line) {
+    QByteArrayView bytes;
+    if (!nextLineBytes(bytes))
+        return false;
+    decode(bytes, line);
     if (line.endsWith(u'\n'))
         line.chop(1);
     if (line.endsWith(u'\r'))

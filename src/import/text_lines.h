@@ -15,6 +15,8 @@ public:
     void feed(QByteArrayView bytes);
     // Valid so far, and no character left unfinished.
     bool valid() const { return valid_ && pending_ == 0; }
+    // Valid so far; the last character may still be unfinished.
+    bool validSoFar() const { return valid_; }
 
 private:
     bool valid_ = true;
@@ -34,30 +36,40 @@ QString fromWindows1252(QByteArrayView bytes);
 class TextLines {
 public:
     enum class Encoding { Utf8, Windows1252, Utf16LE, Utf16BE };
+    // How much of the file the first pass reads: all of it, or only its head (for a look at the
+    // headings of a file, where the encoding of the head is enough and the line count is not
+    // needed).
+    enum class FirstPass { Whole, Head };
 
-    explicit TextLines(const QString& path);
+    explicit TextLines(const QString& path, FirstPass pass = FirstPass::Whole);
 
     // The next line; false at the end of the file.
     bool next(QString& line);
     // Back to the first line.
     void rewind();
     // How far the reading has come, in bytes, and the file's size.
-    qint64 position() const { return file_.pos(); }
+    qint64 position() const { return file_.pos() - (buffer_.size() - taken_); }
     qint64 size() const { return file_.size(); }
     Encoding encoding() const { return encoding_; }
     qint64 linesRead() const { return linesRead_; }
     qint64 lineCount() const { return lineCount_; }
     // No characters at all (a byte-order mark alone counts as none).
     bool empty() const { return empty_; }
-    // Not text: it holds NUL bytes, or many control characters, as programs, archives and
-    // spreadsheet workbooks do.
+    // Not text: it holds NUL bytes, or its first piece holds many control characters, as
+    // programs, archives and spreadsheet workbooks do.
     bool binary() const { return binary_; }
 
 private:
-    void firstPass();
-    QByteArray readUtf16Line();
+    void firstPass(FirstPass pass);
+    bool nextLineBytes(QByteArrayView& bytes);
+    qsizetype lineEnd(qsizetype from) const;
+    void decode(QByteArrayView bytes, QString& line) const;
 
     QFile file_;
+    // The bytes read ahead of the lines taken (taken_ of them are taken), so that lines are cut
+    // from large pieces rather than read one by one.
+    QByteArray buffer_;
+    qsizetype taken_ = 0;
     Encoding encoding_ = Encoding::Utf8;
     qint64 linesRead_ = 0;
     qint64 lineCount_ = 0;

@@ -4,6 +4,7 @@
 #include "platform/database.h"
 
 #include <QDir>
+#include <QStringEncoder>
 
 #include <sqlite3.h>
 #include <utility>
@@ -34,6 +35,23 @@ int errorNumber(int resultCode) {
     default:
         return err::DatabaseError;
     }
+}
+
+// Writes the UTF-8 of text into utf8 (whose room is reused) and gives its size. ASCII, which
+// codes and item names mostly are, is copied unit by unit without an encoder.
+qsizetype writeUtf8(QStringView text, QByteArray& utf8) {
+    const qsizetype size = text.size();
+    utf8.resize(size);
+    const char16_t* in = text.utf16();
+    char* out = utf8.data();
+    qsizetype i = 0;
+    for (; i < size && in[i] < 0x80; ++i)
+        out[i] = char(in[i]);
+    if (i == size)
+        return size;
+    QStringEncoder encoder(QStringEncoder::Utf8);
+    utf8.resize(encoder.requiredSpace(size));
+    return encoder.appendToBuffer(utf8.data(), text) - utf8.constData();
 }
 
 } // namespace
@@ -89,10 +107,9 @@ void SqliteStatement::bind(int index, qint64 value) {
     sqlite3_bind_int64(statement_, index, value);
 }
 
+// A null QString is bound as an empty text (bindText binds a null view as NULL).
 void SqliteStatement::bind(int index, const QString& value) {
-    const QByteArray utf8 = value.toUtf8();
-    sqlite3_bind_text(statement_, index, utf8.constData(), static_cast<int>(utf8.size()),
-                      SQLITE_TRANSIENT);
+    bindText(index, value.isNull() ? QStringView(u"") : QStringView(value));
 }
 
 void SqliteStatement::bind(int index, const QVariant& value) {
@@ -115,6 +132,9 @@ void SqliteStatement::bind(int index, const QVariant& value) {
                           SQLITE_TRANSIENT);
         return;
     }
+    case QMetaType::QString:
+        bind(index, *static_cast<const QString*>(value.constData()));
+        return;
     default:
         bind(index, value.toString());
     }
@@ -143,8 +163,17 @@ void SqliteStatement::fail(int resultCode, const QString& file) {
 }
 
 void SqliteStatement::bindText(int index, QStringView value) {
-    sqlite3_bind_text16(statement_, index, value.utf16(),
-                        static_cast<int>(value.size() * sizeof(char16_t)), SQLITE_TRANSIENT);
+    if (index < 1)
+        return; // no such parameter; SQLite would refuse it too
+    if (value.isNull()) {
+        sqlite3_bind_null(statement_, index);
+        return;
+    }
+    if (texts_.size() < size_t(index))
+        texts_.resize(size_t(index));
+    QByteArray& utf8 = texts_[size_t(index - 1)];
+    const qsizetype size = writeUtf8(value, utf8);
+    sqlite3_bind_text(statement_, index, utf8.constData(), static_cast<int>(size), SQLITE_STATIC);
 }
 
 void SqliteStatement::bindNumber(int index, double value) {

@@ -5,6 +5,8 @@
 #include <QString>
 #include <QVariant>
 
+#include <vector>
+
 struct sqlite3;
 struct sqlite3_stmt;
 
@@ -57,6 +59,9 @@ private:
     sqlite3* handle_;
     sqlite3_stmt* statement_ = nullptr;
     QString file_;
+    // The UTF-8 text of each text parameter, kept until the parameter is bound again: SQLite reads
+    // it where it is instead of copying it, and the buffers are reused from row to row.
+    std::vector<QByteArray> texts_;
 };
 
 // Runs a statement that returns no rows; throws on failure.

@@ -42,6 +42,25 @@ TEST(TextLines, Utf8AndWindows1252WithEitherLineEnd) {
     EXPECT_EQ(read(""), QStringList());
 }
 
+// Lines are cut from pieces read ahead: lines, characters and UTF-16 units that cross the end of
+// a piece come out whole, and the position read ends at the file's size.
+TEST(TextLines, LinesAcrossTheReadAheadPieces) {
+    QTemporaryDir dir;
+    QStringList written;
+    for (int i = 0; written.size() < 2500; ++i)
+        written << QString(i % 211, u'x') + QStringLiteral("é½€") + QString::number(i);
+    const QString text = written.join(QStringLiteral("\r\n"));
+    const QByteArray utf16(reinterpret_cast<const char*>(text.utf16()), text.size() * 2);
+    for (const QByteArray& bytes : {text.toUtf8(), QByteArray("\xFF\xFE") + utf16}) {
+        import::TextLines lines(writeFile(dir.filePath("long.txt"), bytes));
+        QStringList read;
+        for (QString line; lines.next(line);)
+            read << line;
+        EXPECT_EQ(read, written);
+        EXPECT_EQ(lines.position(), lines.size());
+    }
+}
+
 namespace {
 
 class Engine : public ::testing::Test {
