@@ -14,6 +14,19 @@
 
 namespace core {
 
+namespace {
+
+// "RemapSettle=n" in transltr.ini: n ms for applications to take a key lent to a character the
+// keyboard layout lacks. Without the line, the typer's own measured default.
+std::chrono::milliseconds remapSettle() {
+    const QString key = QStringLiteral("RemapSettle");
+    if (GetIniValue(key).trimmed().isEmpty())
+        return platform::KeyTyper::kDefaultRemapSettle;
+    return std::chrono::milliseconds(std::max<int>(0, GetIniNumber(key)));
+}
+
+} // namespace
+
 ScanSession::ScanSession(platform::CommControl& port, QObject* parent)
     : QObject(parent)
     , port_(port)
@@ -41,6 +54,7 @@ void ScanSession::start() {
         state.intTimeout = GetIniNumber(QStringLiteral("Timeout"));
         platform::keyTyper().setKeyDelay(
             std::max<int>(0, GetIniNumber(QStringLiteral("KeyDelay"))));
+        platform::keyTyper().setRemapSettle(remapSettle());
         oneScanPerLine = GetIniNumber(QStringLiteral("OneScanPerLine")) != 0;
         OpenScannerPort(port_, state.PortSetting, state.ComPort);
     } catch (...) {
