@@ -133,16 +133,20 @@ std::size_t SpareKeys::Batch::keysNeeded() const {
 }
 
 std::vector<KeysymPair> SpareKeys::Batch::newPairs() const {
-    const auto wanted = [&](KeySym keysym) {
-        return std::any_of(homeless_.begin(), homeless_.end(),
-                           [&](const Want& w) { return w.keysym == keysym; });
+    const auto homeless = [&](KeySym keysym) {
+        const auto found = std::find_if(homeless_.begin(), homeless_.end(),
+                                        [&](const Want& w) { return w.keysym == keysym; });
+        return found == homeless_.end() ? nullptr : &*found;
     };
     std::vector<KeysymPair> pairs;
     std::vector<KeySym> unshifted;
     std::vector<KeySym> others;
     for (const Want& want : homeless_) {
         const KeysymPair& both = want.casePair;
-        if (both.plain != both.shifted && wanted(both.plain) && wanted(both.shifted)) {
+        // Not when the capital must be typed without Shift (with Ctrl, say): it needs a first
+        // level of its own.
+        const Want* capital = homeless(both.shifted);
+        if (both.plain != both.shifted && homeless(both.plain) && capital && !capital->unshifted) {
             if (want.keysym == both.plain)
                 pairs.push_back(both); // once, for the lower case
         } else {
