@@ -33,6 +33,11 @@ private:
     Display* display_;
 };
 
+// Whether the character has a small and a capital form.
+bool isLetter(const SpareKeys::Want& want) {
+    return want.casePair.plain != want.casePair.shifted;
+}
+
 // Whether X takes the pair for the lower and upper case of one letter.
 bool isCasePair(KeysymPair pair) {
     KeySym lower = NoSymbol;
@@ -91,14 +96,15 @@ std::set<KeyCode> SpareKeys::keycodes() const {
 }
 
 std::optional<std::size_t> SpareKeys::holder(const Want& want) const {
-    for (std::size_t i = 0; i < slots_.size(); ++i)
-        if (slots_[i].pair.plain == want.keysym)
+    const bool letter = isLetter(want);
+    for (std::size_t i = 0; i < slots_.size(); ++i) {
+        const KeysymPair& pair = slots_[i].pair;
+        const bool fits = !want.seen ? pair.plain == want.keysym || pair.shifted == want.keysym
+                          : letter   ? normalized(pair) == want.casePair
+                                     : pair.plain == want.keysym;
+        if (fits)
             return i;
-    if (want.unshifted)
-        return std::nullopt;
-    for (std::size_t i = 0; i < slots_.size(); ++i)
-        if (slots_[i].pair.shifted == want.keysym)
-            return i;
+    }
     return std::nullopt;
 }
 
@@ -120,7 +126,7 @@ bool SpareKeys::Batch::add(const Want& want) {
         if (known == trial.homeless_.end())
             trial.homeless_.push_back(want);
         else
-            known->unshifted = known->unshifted || want.unshifted;
+            known->seen = known->seen || want.seen;
     }
     if (trial.keysNeeded() > pool_->slots_.size())
         return false;
@@ -139,18 +145,19 @@ std::vector<KeysymPair> SpareKeys::Batch::newPairs() const {
         return found == homeless_.end() ? nullptr : &*found;
     };
     std::vector<KeysymPair> pairs;
-    std::vector<KeySym> unshifted;
+    std::vector<KeySym> firstLevel;
     std::vector<KeySym> others;
     for (const Want& want : homeless_) {
         const KeysymPair& both = want.casePair;
-        // Not when the capital must be typed without Shift (with Ctrl, say): it needs a first
-        // level of its own.
+        const Want* small = homeless(both.plain);
         const Want* capital = homeless(both.shifted);
-        if (both.plain != both.shifted && homeless(both.plain) && capital && !capital->unshifted) {
-            if (want.keysym == both.plain)
-                pairs.push_back(both); // once, for the lower case
+        // Both cases wanted, or one typed with modifiers: the letter gets a key as on a
+        // keyboard.
+        if (isLetter(want) && (want.seen || (small && capital))) {
+            if (std::find(pairs.begin(), pairs.end(), both) == pairs.end())
+                pairs.push_back(both);
         } else {
-            (want.unshifted ? unshifted : others).push_back(want.keysym);
+            (want.seen ? firstLevel : others).push_back(want.keysym);
         }
     }
     const auto take = [&](KeySym alone) {
@@ -160,7 +167,7 @@ std::vector<KeysymPair> SpareKeys::Batch::newPairs() const {
         others.pop_back();
         return keysym;
     };
-    for (const KeySym keysym : unshifted)
+    for (const KeySym keysym : firstLevel)
         pairs.push_back({keysym, take(keysym)});
     while (!others.empty()) {
         const KeySym first = others.back();

@@ -35,12 +35,14 @@ public:
     bool empty() const { return slots_.empty(); }
 
     // What a character or key needs of a lent key: its keysym, the case pair it belongs to
-    // (the keysym twice when it has none), and whether it must be typed without Shift: a named
-    // key, or one typed with modifiers, whose receiver would see the Shift.
+    // (the keysym twice when it has none), and whether the receiver sees the key itself rather
+    // than only its character: a named key, or a character typed with modifiers. Such a key
+    // must be where a keyboard has it: a letter on a key of its two cases, Shift giving the
+    // capital, anything else on a first level, with no Shift that the receiver would see.
     struct Want {
         KeySym keysym = NoSymbol;
         KeysymPair casePair;
-        bool unshifted = false;
+        bool seen = false;
     };
 
     // The stroke on the lent key that holds the keysym where it may be typed, if one does.
@@ -62,7 +64,7 @@ public:
             , kept_(pool.slots_.size(), false) {}
         std::size_t keysNeeded() const;
         // The pairs the keysyms no key holds yet are given: case pairs, then the others two to
-        // a key, those that must be typed without Shift on the first level.
+        // a key, those the receiver sees on the first level.
         std::vector<KeysymPair> newPairs() const;
 
         const SpareKeys* pool_;
