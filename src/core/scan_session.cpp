@@ -16,6 +16,19 @@
 
 namespace core {
 
+namespace {
+
+// "RemapSettle=n" in transltr.ini: n ms for applications to take a key lent to a character the
+// keyboard layout lacks. Without the line, the typer's own measured default.
+std::chrono::milliseconds remapSettle() {
+    const QString key = QStringLiteral("RemapSettle");
+    if (GetIniValue(key).trimmed().isEmpty())
+        return platform::KeyTyper::kDefaultRemapSettle;
+    return std::chrono::milliseconds(std::max<int>(0, GetIniNumber(key)));
+}
+
+} // namespace
+
 ScanSession::ScanSession(platform::CommControl& port, QObject* parent)
     : QObject(parent)
     , port_(port)
@@ -44,6 +57,7 @@ void ScanSession::start() {
         state.intTimeout = GetIniNumber(QStringLiteral("Timeout"));
         platform::keyTyper().setKeyDelay(
             std::max<int>(0, GetIniNumber(QStringLiteral("KeyDelay"))));
+        platform::keyTyper().setRemapSettle(remapSettle());
         oneScanPerLine_ = GetIniNumber(QStringLiteral("OneScanPerLine")) != 0;
         const QString autoReconnect = GetIniValue(QStringLiteral("AutoReconnect"));
         autoReconnect_ = autoReconnect.isEmpty() || platform::val(autoReconnect) != 0;

@@ -12,17 +12,19 @@ namespace platform {
 
 using namespace std::chrono_literals;
 
+namespace {
+
+// Longer waits go to a timer. Shorter ones are slept in place: a timer would round them up to
+// whole milliseconds and add the event loop's latency, and the program is not held up for long.
+constexpr auto kLongestWaitInPlace = 2ms;
+
+} // namespace
+
 QueuedTyper::QueuedTyper() {
     drainTimer_.setSingleShot(true);
     drainTimer_.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&drainTimer_, &QTimer::timeout, [this] { runGuarded([this] { drain(); }); });
-    quietTimer_.setSingleShot(true);
-    QObject::connect(&quietTimer_, &QTimer::timeout, [this] {
-        runGuarded([this] {
-            dirty_ = false;
-            quiet();
-        });
-    });
+    QObject::connect(&drainTimer_, &QTimer::timeout,
+                     [this] { runGuarded([this] { drain(Waiting::OnTimer); }); });
 }
 
 QueuedTyper::~QueuedTyper() = default;
@@ -33,11 +35,7 @@ void QueuedTyper::type(const KeyActions& actions) {
     if (queue_.empty())
         beginBurst();
     queue_.insert(queue_.end(), actions.begin(), actions.end());
-    quietTimer_.stop();
-    if (hasEventLoop())
-        drain();
-    else
-        drainBlocking();
+    drain(hasEventLoop() ? Waiting::OnTimer : Waiting::InPlace);
 }
 
 void QueuedTyper::setKeyDelay(int milliseconds) {
@@ -46,9 +44,7 @@ void QueuedTyper::setKeyDelay(int milliseconds) {
 
 void QueuedTyper::finish() {
     drainTimer_.stop();
-    drainBlocking();
-    if (hasEventLoop())
-        quietTimer_.start(quietPeriod());
+    drain(Waiting::InPlace);
 }
 
 void QueuedTyper::shutDown() {
@@ -56,23 +52,24 @@ void QueuedTyper::shutDown() {
         return;
     shutDown_ = true;
     drainTimer_.stop();
-    quietTimer_.stop();
     // A destructor must not throw: keys that cannot be typed any more are dropped.
     try {
-        drainBlocking();
-        if (dirty_)
-            quiet();
+        drain(Waiting::InPlace);
     } catch (...) {
         queue_.clear();
     }
 }
 
-void QueuedTyper::drain() {
+void QueuedTyper::drain(Waiting waiting) {
     try {
         while (!queue_.empty()) {
-            if (Clock::now() < notBefore_) {
-                wakeAt(notBefore_);
-                break;
+            if (const auto now = Clock::now(); now < notBefore_) {
+                flush();
+                if (waiting == Waiting::OnTimer && notBefore_ - now > kLongestWaitInPlace) {
+                    wakeAt(notBefore_);
+                    return;
+                }
+                std::this_thread::sleep_until(notBefore_);
             }
             sendNext(Clock::now());
         }
@@ -84,36 +81,16 @@ void QueuedTyper::drain() {
         flush();
         throw;
     }
-    if (queue_.empty() && hasEventLoop())
-        quietTimer_.start(quietPeriod());
-}
-
-void QueuedTyper::drainBlocking() {
-    try {
-        while (!queue_.empty()) {
-            if (const auto now = Clock::now(); now < notBefore_) {
-                flush();
-                std::this_thread::sleep_until(notBefore_);
-            }
-            sendNext(Clock::now());
-        }
-        flush();
-    } catch (...) {
-        queue_.clear();
-        flush();
-        throw;
-    }
 }
 
 // Sends the first queued key, or learns when to try it again.
 void QueuedTyper::sendNext(Clock::time_point now) {
     if (const auto retry = sendKey(queue_.front())) {
         // A system that names a time already past is asked again a moment later, not at once.
-        notBefore_ = std::max(*retry, now + 1ms);
+        notBefore_ = std::max(*retry, now + 100us);
         return;
     }
     queue_.pop_front();
-    dirty_ = true;
     if (delay_ > 0ms)
         notBefore_ = Clock::now() + delay_;
 }

@@ -15,8 +15,8 @@ namespace platform {
 // sent from the Qt event loop, so a key delay never blocks the program for a whole string.
 // Keys of consecutive type() calls go out in the order they were handed over.
 //
-// Without an event loop in the calling thread (tools, benchmarks) the typer waits in place
-// instead.
+// Waits of a moment (the gaps some receiving applications need between keys) are slept in
+// place, as is every wait without an event loop in the calling thread (tools).
 class QueuedTyper : public KeyTyper {
 public:
     using Clock = std::chrono::steady_clock;
@@ -41,24 +41,24 @@ protected:
     // connect and to look at the keyboard afresh. An exception here leaves nothing queued.
     virtual void beginBurst() {}
 
-    // Sends one key, or tells the earliest time at which it can be sent (then it is asked again
-    // for the same key at that time).
+    // Sends one key (the first of queued()), or tells the earliest time at which it can be sent
+    // (then it is asked again for the same key at that time).
     virtual std::optional<Clock::time_point> sendKey(const KeyAction& action) = 0;
 
-    // Pushes out what sendKey produced; called after each run of keys.
+    // Pushes out what sendKey produced; called after each run of keys and before each wait.
     virtual void flush() {}
 
-    // Called once nothing was typed for quietPeriod(): the place to undo temporary changes.
-    virtual void quiet() {}
-    virtual std::chrono::milliseconds quietPeriod() const { return std::chrono::seconds(1); }
+    // The keys handed over and not yet sent, the one being sent first: for a system that plans
+    // ahead.
+    const std::deque<KeyAction>& queued() const { return queue_; }
 
     // For the destructor of the system part, which must run before its functions are gone:
-    // sends what is queued and tidies up.
+    // sends what is queued.
     void shutDown();
 
 private:
-    void drain();
-    void drainBlocking();
+    enum class Waiting { InPlace, OnTimer };
+    void drain(Waiting waiting);
     void sendNext(Clock::time_point now);
     void wakeAt(Clock::time_point when);
     static bool hasEventLoop();
@@ -66,10 +66,8 @@ private:
     std::deque<KeyAction> queue_;
     std::chrono::milliseconds delay_{0};
     Clock::time_point notBefore_{};
-    bool dirty_ = false; // something was sent since the last quiet()
     bool shutDown_ = false;
     QTimer drainTimer_;
-    QTimer quietTimer_;
 };
 
 } // namespace platform

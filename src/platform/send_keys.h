@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -103,6 +104,10 @@ public:
     virtual void type(const KeyActions& actions) = 0;
     // Milliseconds between two keys, for receiving applications that lose fast input.
     virtual void setKeyDelay(int milliseconds) { (void)milliseconds; }
+    // For typers that give keys new characters when the layout lacks them: how long the
+    // receiving applications get to take a changed keyboard mapping.
+    virtual void setRemapSettle(std::chrono::milliseconds settle) { (void)settle; }
+    static constexpr std::chrono::milliseconds kDefaultRemapSettle{30};
 };
 
 // Keeps what it was asked to type, for tests.

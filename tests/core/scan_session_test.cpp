@@ -26,8 +26,10 @@ struct AckCheckingTyper : platform::RecordingTyper {
         acksBeforeTyping.push_back(port.written().count('\x06'));
         RecordingTyper::type(actions);
     }
+    void setRemapSettle(std::chrono::milliseconds settle) override { remapSettle = settle; }
     const FakeCommControl& port;
     std::vector<qsizetype> acksBeforeTyping;
+    std::chrono::milliseconds remapSettle{-1};
 };
 
 // A session on the shipped settings (line mode, no acknowledgement, Timeout=10) with a few
@@ -87,6 +89,7 @@ TEST_F(ScanSessionTest, StartConfiguresThePortInOrderStopUndoesItAndAFailedStart
                            "setRThreshold(1)", "setPortOpen(true)"}));
     EXPECT_EQ(shared().strScanBuffer, "");
     EXPECT_FALSE(shared().blnTesting);
+    EXPECT_EQ(typer.remapSettle, platform::KeyTyper::kDefaultRemapSettle) << "none in the ini";
 
     folder.writeIni("Timeout=40000\r\n");
     port.clearRecord();
@@ -112,8 +115,9 @@ TEST_F(ScanSessionTest, LineModesFrameOnCrLfAndAcknowledgeEachScanAfterItsKeys) 
     port.pushText("\r\n");
 
     session.stop();
-    folder.writeIni("Timeout=10\r\nOneScanPerLine=1\r\n");
+    folder.writeIni("Timeout=10\r\nOneScanPerLine=1\r\nRemapSettle=75\r\n");
     session.start();
+    EXPECT_EQ(typer.remapSettle, std::chrono::milliseconds(75));
     port.pushText("123\r\n777\r\nNEW\r\n12"); // a batch upload, its last scan cut
     EXPECT_EQ(typed().size(), 6u);
     port.pushText("3\r\n");

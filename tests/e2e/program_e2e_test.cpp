@@ -174,6 +174,7 @@ TEST_F(ProgramEndToEnd, ScansReachOnlyOtherApplicationsOneCopyRunsAndExitIsImmed
     testsupport::runSql(
         database(), "UPDATE tblSettings SET ACK = 1;"
                     "INSERT INTO tblCodelink VALUES ('SPECIAL', 'A+B (50%) ~x^ Größe', NULL, 1)");
+    const QString keymap = e2e::keymapText(display_->name());
     QProcess first;
     startProgram(first);
     e2e::KeyReceiver receiver(ORVANE_KEYRECEIVER, display_->name());
@@ -210,6 +211,8 @@ TEST_F(ProgramEndToEnd, ScansReachOnlyOtherApplicationsOneCopyRunsAndExitIsImmed
         << "a scan right after the user clicks into an application goes there";
 
     expectQuickExit(first, kMain, "%fx"); // File > Exit
+    EXPECT_EQ(e2e::keymapText(display_->name()), keymap)
+        << "the keys lent to ö and ß given back: the keymap as before the program started";
     startProgram(first);                  // and from the tray menu, which a right click opens too
     ASSERT_TRUE(e2e::pumpUntil([&] { return windows_->focus(kMain); }, 10000));
     windows_->rightClick(100, 60);

@@ -7,6 +7,7 @@
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QThread>
@@ -37,6 +38,14 @@ inline void stop(QProcess& process) {
     process.waitForFinished(2000);
 }
 
+// The display's whole keyboard map, as xkbcomp writes it out.
+inline QString keymapText(const QString& display) {
+    QProcess xkbcomp;
+    xkbcomp.start(QStringLiteral("xkbcomp"), {"-xkb", display, "-"});
+    xkbcomp.waitForFinished(10000);
+    return QString::fromUtf8(xkbcomp.readAllStandardOutput());
+}
+
 // Xvfb on a display number it picks itself among the free ones, stopped with the object.
 class XvfbDisplay {
 public:
@@ -60,12 +69,31 @@ private:
     QString name_;
 };
 
-// The receiving window (orvane-keyreceiver) on a display, started focused.
+// A receiving window on a display, started focused, that writes down every key it gets: the
+// Qt one (orvane-keyreceiver), the GTK 3 one (orvane-gtkreceiver) or xterm running
+// orvane-ttyreceiver. `program` is that receiver program.
 class KeyReceiver {
 public:
-    KeyReceiver(const QString& program, const QString& display) {
+    enum class Kind { Qt, Gtk, Xterm };
+
+    KeyReceiver(const QString& program, const QString& display, Kind kind = Kind::Qt) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DISPLAY"), display);
+        environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+        process_.setProcessEnvironment(environment);
         process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process_.start(program, {outputPath(), "-platform", "xcb", "-display", display});
+        switch (kind) {
+        case Kind::Qt:
+            process_.start(program, {outputPath(), "-platform", "xcb"});
+            break;
+        case Kind::Gtk:
+            process_.start(program, {outputPath()});
+            break;
+        case Kind::Xterm:
+            process_.start(QStringLiteral("xterm"),
+                           {"-geometry", "80x24+0+0", "-u8", "-e", program, outputPath()});
+            break;
+        }
         // The window makes its output file once it has the focus.
         const bool ready = pumpUntil(
             [&] { return QFile::exists(outputPath()) || process_.state() == QProcess::NotRunning; },

@@ -4,17 +4,16 @@
 
 #include <QString>
 
-#include <X11/XKBlib.h>
-#include <memory>
+#include <algorithm>
 
 namespace platform::x11 {
 
 namespace {
 
-struct KeyboardDescFree {
-    void operator()(XkbDescPtr desc) const { XkbFreeKeyboard(desc, XkbAllComponentsMask, True); }
-};
-using KeyboardDesc = std::unique_ptr<XkbDescRec, KeyboardDescFree>;
+[[noreturn]] void cannotReadMap() {
+    throw AppError(70, QStringLiteral("Permission denied: cannot read the keyboard map of the X "
+                                      "display"));
+}
 
 // The level Shift alone selects in a key type, if it selects one.
 std::optional<int> shiftLevel(const XkbKeyTypeRec& type) {
@@ -32,30 +31,49 @@ KeySym symbolAt(XkbDescPtr desc, KeyCode keycode, int group, int level) {
     return XkbKeySymEntry(desc, keycode, level, group);
 }
 
+bool hasNoSymbol(XkbDescPtr desc, KeyCode keycode) {
+    const KeySym* syms = XkbKeySymsPtr(desc, keycode);
+    for (int i = 0; i < XkbKeyNumSyms(desc, keycode); ++i)
+        if (syms[i] != NoSymbol)
+            return false;
+    return true;
+}
+
 } // namespace
 
-KeyboardMap KeyboardMap::read(Display* display) {
+KeyboardDesc readKeyboardDesc(Display* display) {
     KeyboardDesc desc(XkbGetMap(display, XkbKeyTypesMask | XkbKeySymsMask, XkbUseCoreKbd));
+    if (!desc)
+        cannotReadMap();
+    return desc;
+}
+
+KeyboardMap KeyboardMap::read(Display* display) {
+    const KeyboardDesc desc = readKeyboardDesc(display);
     XkbStateRec state{};
-    if (!desc || XkbGetState(display, XkbUseCoreKbd, &state) != Success)
-        throw AppError(70, QStringLiteral("Permission denied: cannot read the keyboard map of "
-                                          "the X display"));
+    if (XkbGetState(display, XkbUseCoreKbd, &state) != Success)
+        cannotReadMap();
+    return fromDesc(desc.get(), state.group);
+}
+
+KeyboardMap KeyboardMap::fromDesc(XkbDescPtr desc, int activeGroup) {
     KeyboardMap map;
     map.min_ = desc->min_key_code;
+    map.activeGroup_ = activeGroup;
     map.keys_.resize(std::size_t(desc->max_key_code - desc->min_key_code + 1));
-    for (int keycode = desc->min_key_code; keycode <= desc->max_key_code; ++keycode) {
+    for (int code = desc->min_key_code; code <= desc->max_key_code; ++code) {
+        const auto keycode = KeyCode(code);
         Key& key = map.keys_[std::size_t(keycode - map.min_)];
-        const int groups = XkbKeyNumGroups(desc.get(), keycode);
-        if (groups == 0)
-            continue;
-        // A key with fewer groups than the active one wraps around, as the server does.
-        const int group = state.group < groups ? state.group : state.group % groups;
-        const XkbKeyTypeRec& type = *XkbKeyKeyType(desc.get(), keycode, group);
-        key.active.plain = symbolAt(desc.get(), keycode, group, 0);
-        if (const auto level = shiftLevel(type); level && *level > 0)
-            key.active.shifted = symbolAt(desc.get(), keycode, group, *level);
-        key.first = {symbolAt(desc.get(), keycode, 0, 0), symbolAt(desc.get(), keycode, 0, 1)};
-        key.empty = key.first == KeysymPair{} && key.active == KeysymPair{};
+        for (int group = 0; group < XkbKeyNumGroups(desc, keycode); ++group) {
+            const XkbKeyTypeRec& type = *XkbKeyKeyType(desc, keycode, group);
+            KeysymPair pair{symbolAt(desc, keycode, group, 0), NoSymbol};
+            if (const auto level = shiftLevel(type); level && *level > 0)
+                pair.shifted = symbolAt(desc, keycode, group, *level);
+            key.groups.push_back(pair);
+        }
+        if (!key.groups.empty())
+            key.first = {symbolAt(desc, keycode, 0, 0), symbolAt(desc, keycode, 0, 1)};
+        key.empty = hasNoSymbol(desc, keycode);
     }
     return map;
 }
@@ -68,16 +86,39 @@ bool KeyboardMap::isEmpty(KeyCode keycode) const {
     return keys_.at(std::size_t(keycode - min_)).empty;
 }
 
+int KeyboardMap::effectiveGroup(const Key& key, int group) {
+    const int groups = int(key.groups.size());
+    return group < groups ? group : group % groups;
+}
+
 void KeyboardMap::index(const std::set<KeyCode>& leaveOut) {
     strokes_.clear();
-    // Plain keys first, then shifted ones; the lowest key of each kind wins. A keysym that is
-    // both somewhere plain and elsewhere shifted is typed without Shift.
-    for (const bool shift : {false, true}) {
-        for (std::size_t i = 0; i < keys_.size(); ++i) {
-            const auto keycode = KeyCode(min_ + i);
-            const KeySym keysym = shift ? keys_[i].active.shifted : keys_[i].active.plain;
-            if (keysym != NoSymbol && !leaveOut.contains(keycode))
-                strokes_.emplace(keysym, KeyStroke{keycode, shift});
+    // The active group first, so that a keysym found there is typed without switching groups;
+    // within a group plain keys before shifted ones, the lowest key of each kind winning. A
+    // keysym that is both somewhere plain and elsewhere shifted is typed without Shift.
+    int groupCount = 0;
+    for (const Key& key : keys_)
+        groupCount = std::max(groupCount, int(key.groups.size()));
+    std::vector<int> groupOrder{activeGroup_};
+    for (int group = 0; group < groupCount; ++group)
+        if (group != activeGroup_)
+            groupOrder.push_back(group);
+    for (const int group : groupOrder) {
+        for (const bool shift : {false, true}) {
+            for (std::size_t i = 0; i < keys_.size(); ++i) {
+                const auto keycode = KeyCode(min_ + i);
+                const Key& key = keys_[i];
+                if (key.groups.empty() || leaveOut.contains(keycode))
+                    continue;
+                // Another group is reached by making it the active one: a key with fewer
+                // groups would then show one of its own instead.
+                if (group != activeGroup_ && group >= int(key.groups.size()))
+                    continue;
+                const KeysymPair& pair = key.groups[std::size_t(effectiveGroup(key, group))];
+                const KeySym keysym = shift ? pair.shifted : pair.plain;
+                if (keysym != NoSymbol)
+                    strokes_.emplace(keysym, KeyStroke{keycode, shift, group});
+            }
         }
     }
 }
@@ -89,9 +130,12 @@ std::optional<KeyStroke> KeyboardMap::find(KeySym keysym) const {
 }
 
 std::optional<KeyStroke> KeyboardMap::findCharacter(char32_t character) const {
-    if (auto stroke = find(keysymForCharacter(character)))
-        return stroke;
-    return find(unicodeKeysym(character));
+    // Either keysym will do; one in the active group is worth more than a group switch.
+    const auto legacy = find(keysymForCharacter(character));
+    const auto unicode = find(unicodeKeysym(character));
+    if (legacy && (legacy->group == activeGroup_ || !unicode || unicode->group != activeGroup_))
+        return legacy;
+    return unicode;
 }
 
 } // namespace platform::x11
