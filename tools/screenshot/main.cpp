@@ -17,6 +17,7 @@
 #include "import/frm_map.h"
 #include "import/frm_preview.h"
 #include "shell/frm_taskbar.h"
+#include "support/database_holder.h"
 #include "support/fake_comm_control.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
@@ -32,6 +33,7 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -108,7 +110,7 @@ bool startFailurePictures(const QDir& out) {
     QTemporaryDir locked;
     testsupport::copyShippedFiles(locked.path());
     const dbtest::ShortBusyTimeout quick;
-    const dbtest::ShellLock lock(QDir(locked.path()).filePath("dbscan.mdb"));
+    const dbtest::LockingProcess lock(QDir(locked.path()).filePath("dbscan.mdb"));
     return startFailurePicture(missing.path(), out.filePath("start-missing.png")) &&
            startFailurePicture(damaged.path(), out.filePath("start-damaged.png")) &&
            startFailurePicture(locked.path(), out.filePath("start-locked.png"));
@@ -117,6 +119,8 @@ bool startFailurePictures(const QDir& out) {
 } // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 3 && std::strcmp(argv[1], "--hold-database-locked") == 0)
+        return testsupport::holdDatabaseLocked(argv[2]); // the locked start's other program
     core::Application app(argc, argv);
     if (argc < 2) {
         std::fprintf(stderr, "usage: orvane-screenshot OUTPUT_FOLDER\n");
