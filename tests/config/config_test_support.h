@@ -4,6 +4,11 @@
 #include "config/main_window_link.h"
 #include "support/checks.h"
 #include "support/program_folder_fixture.h"
+#include "support/scripted_dialogs.h"
+
+#include <QWidget>
+
+#include <gtest/gtest.h>
 
 namespace configtest {
 
@@ -22,6 +27,16 @@ struct FakeMain : config::MainWindowLink {
 inline QString stored(const QString& databaseFile, const QString& fields) {
     return testsupport::rows(databaseFile, QStringLiteral("SELECT %1 FROM tblSettings").arg(fields))
         .value(0);
+}
+
+// Close on a window with unsaved changes asks Yes / No / Cancel; Cancel stays in the window.
+inline void expectCloseAsksAndCancelStays(QWidget& window, testsupport::ScriptedDialogs& dialogs) {
+    dialogs.answer(platform::Answer::Cancel);
+    window.close();
+    ASSERT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"})
+        << "coming back to the window kept the changes unsaved";
+    EXPECT_EQ(dialogs.messages()[0].buttons, platform::Buttons::YesNoCancel);
+    EXPECT_TRUE(window.isVisible()) << "Cancel stays in the window";
 }
 
 } // namespace configtest

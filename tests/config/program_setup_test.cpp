@@ -170,12 +170,7 @@ TEST_F(ProgramSetup, ChangesStayUnsavedAcrossActivationAndCommandKeysUntilSaveOr
     EXPECT_EQ(control<QLineEdit>("TxtApendStr")->text(), "<RetVal><RET><F2>");
     EXPECT_EQ(control<QComboBox>("CmbNames")->currentText(), "Typed, not stored");
 
-    dialogs.answer(platform::Answer::Cancel);
-    window.close();
-    ASSERT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"})
-        << "coming back to the window kept the changes unsaved";
-    EXPECT_EQ(dialogs.messages()[0].buttons, platform::Buttons::YesNoCancel);
-    EXPECT_TRUE(window.isVisible()) << "Cancel stays in the window";
+    configtest::expectCloseAsksAndCancelStays(window, dialogs);
 
     control<QPushButton>("cmdCancel")->click();
     EXPECT_FALSE(control<QCheckBox>("chkAutoStart")->isChecked()) << "the stored settings";

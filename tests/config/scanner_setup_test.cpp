@@ -84,12 +84,7 @@ TEST_F(ScannerSetup, ChangesStayUnsavedAcrossActivationUntilSaveOrCancel) {
     };
     change();
     ASSERT_TRUE(testsupport::leaveAndReturn(window));
-    dialogs.answer(platform::Answer::Cancel);
-    window.close();
-    ASSERT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"})
-        << "coming back to the window kept the changes unsaved";
-    EXPECT_EQ(dialogs.messages()[0].buttons, platform::Buttons::YesNoCancel);
-    EXPECT_TRUE(window.isVisible()) << "Cancel stays in the window";
+    configtest::expectCloseAsksAndCancelStays(window, dialogs);
 
     control<QPushButton>("cmdCancel")->click();
     EXPECT_EQ(control<QComboBox>("cmbComPort")->currentText(), "1") << "the stored settings";
