@@ -25,6 +25,7 @@ struct Receiver {
     const char* outputPath = nullptr;
     std::unique_ptr<std::FILE, FileClose> output;
     GtkWidget* window = nullptr;
+    bool flushPending = false;
 };
 
 std::optional<NamedKey> namedKey(guint keyval) {
@@ -61,12 +62,25 @@ QString describe(const GdkEventKey& event) {
         held ? modifiers : platform::NoModifier)});
 }
 
+// Written out once the keys that have come are handled, not one write per key: the window
+// stays about as busy as an application that only takes keys.
+gboolean flushOutput(gpointer data) {
+    auto& receiver = *static_cast<Receiver*>(data);
+    receiver.flushPending = false;
+    if (receiver.output)
+        std::fflush(receiver.output.get());
+    return G_SOURCE_REMOVE;
+}
+
 gboolean onKeyPress(GtkWidget*, GdkEventKey* event, gpointer data) {
     auto& receiver = *static_cast<Receiver*>(data);
     if (receiver.output) {
         const QByteArray text = describe(*event).toUtf8();
         std::fwrite(text.constData(), 1, std::size_t(text.size()), receiver.output.get());
-        std::fflush(receiver.output.get());
+        if (!receiver.flushPending) {
+            receiver.flushPending = true;
+            g_idle_add_full(G_PRIORITY_LOW, flushOutput, &receiver, nullptr);
+        }
     }
     return TRUE;
 }
