@@ -23,11 +23,24 @@ struct FakeMain : config::MainWindowLink {
     void ReturnFromWindow() override { ++returns; }
 };
 
-// Fields of the first tblSettings row, joined by "|", read through a connection of their own.
-inline QString stored(const QString& databaseFile, const QString& fields) {
-    return testsupport::rows(databaseFile, QStringLiteral("SELECT %1 FROM tblSettings").arg(fields))
-        .value(0);
-}
+// A setup window on a fresh program folder, beside a fake main window.
+template <class Window>
+struct SetupWindowTest : ::testing::Test {
+    template <class T>
+    T* control(const char* name) {
+        return testsupport::child<T>(window, name);
+    }
+    QString db() const { return folder.file("dbscan.mdb"); }
+    // Fields of the first tblSettings row, joined by "|", read through a connection of their own.
+    QString stored(const QString& fields) const {
+        return folder.rows(QStringLiteral("SELECT %1 FROM tblSettings").arg(fields)).value(0);
+    }
+
+    testsupport::TempProgramFolder folder;
+    testsupport::ScriptedDialogs dialogs;
+    FakeMain main;
+    Window window{main};
+};
 
 // Close on a window with unsaved changes asks Yes / No / Cancel; Cancel stays in the window.
 inline void expectCloseAsksAndCancelStays(QWidget& window, testsupport::ScriptedDialogs& dialogs) {

@@ -5,8 +5,6 @@
 #include "config_test_support.h"
 #include "core/shared_state.h"
 #include "db/db_test_support.h"
-#include "support/program_folder_fixture.h"
-#include "support/scripted_dialogs.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -21,19 +19,11 @@
 
 #include <gtest/gtest.h>
 
-using config::frmSetup;
-using configtest::stored;
 using testsupport::child;
 
 namespace {
 
-struct ProgramSetup : ::testing::Test {
-    template <class T>
-    T* control(const char* name) {
-        return child<T>(window, name);
-    }
-    QString db() const { return folder.file("dbscan.mdb"); }
-
+struct ProgramSetup : configtest::SetupWindowTest<config::frmSetup> {
     // Saves with "Use Shared Database" pointing at path; the message shown, if any.
     QString saveShared(const QString& path) {
         dialogs.clear();
@@ -43,11 +33,6 @@ struct ProgramSetup : ::testing::Test {
         control<QPushButton>("cmdSave")->click();
         return dialogs.messageTexts().join('|');
     }
-
-    testsupport::TempProgramFolder folder;
-    testsupport::ScriptedDialogs dialogs;
-    configtest::FakeMain main;
-    frmSetup window{main};
 };
 
 } // namespace
@@ -75,8 +60,7 @@ TEST_F(ProgramSetup, LoadsTheListsAndSaveWritesTheRowAndTheDisplays) {
     EXPECT_FALSE(window.saved());
     control<QPushButton>("cmdSave")->click();
     EXPECT_TRUE(window.saved());
-    EXPECT_EQ(stored(db(), "Accounting, autostart, append, IsDBShared"),
-              "QuickBooks|0|<RetVal><F2>|0");
+    EXPECT_EQ(stored("Accounting, autostart, append, IsDBShared"), "QuickBooks|0|<RetVal><F2>|0");
     EXPECT_EQ(main.accounting, "QuickBooks");
     EXPECT_EQ(main.append, "<RetVal><F2>");
     EXPECT_EQ(core::shared().Accounting, "QuickBooks");
@@ -87,7 +71,7 @@ TEST_F(ProgramSetup, LoadsTheListsAndSaveWritesTheRowAndTheDisplays) {
     dialogs.answer(platform::Answer::No);
     window.close();
     EXPECT_EQ(dialogs.messageTexts(), QStringList{"Would you like to save your changes?"});
-    EXPECT_EQ(stored(db(), "IsDBShared"), "0") << "No saves nothing";
+    EXPECT_EQ(stored("IsDBShared"), "0") << "No saves nothing";
 }
 
 TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
@@ -99,7 +83,7 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
                         "UPDATE tblAppendStr SET String = 'x<RetVal>' WHERE Name = 'Nothing'");
     window.Load();
     EXPECT_EQ(saveShared(shared), "");
-    EXPECT_EQ(stored(db(), "IsDBShared, SharedDataBase"), "1|" + shared);
+    EXPECT_EQ(stored("IsDBShared, SharedDataBase"), "1|" + shared);
     EXPECT_TRUE(core::shared().IsDBShared);
     EXPECT_TRUE(platform::Database::open(shared).hasField("tblCodelink", "Unit"));
     EXPECT_EQ(testsupport::rows(shared, "SELECT String FROM tblAppendStr WHERE Name IN ('Tab', "
@@ -133,7 +117,7 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
             << message.toStdString();
         EXPECT_TRUE(message.contains(why)) << message.toStdString();
         EXPECT_EQ(dbtest::fileHash(path), before) << "nothing written into " << path.toStdString();
-        EXPECT_EQ(stored(db(), "IsDBShared, SharedDataBase"), "0|" + shared);
+        EXPECT_EQ(stored("IsDBShared, SharedDataBase"), "0|" + shared);
         EXPECT_FALSE(core::shared().IsDBShared);
     }
 }
@@ -150,13 +134,13 @@ TEST_F(ProgramSetup, SavingOtherSettingsKeepsASharedDatabaseLeftForThisRun) {
     control<QCheckBox>("chkAutoStart")->click();
     control<QPushButton>("cmdSave")->click();
     EXPECT_EQ(dialogs.messageTexts(), QStringList{});
-    EXPECT_EQ(stored(db(), "autostart, IsDBShared, SharedDataBase"), "1|1|" + shared);
+    EXPECT_EQ(stored("autostart, IsDBShared, SharedDataBase"), "1|1|" + shared);
     EXPECT_FALSE(core::shared().IsDBShared) << "this run goes on with the local table";
 }
 
 TEST_F(ProgramSetup, ChangesStayUnsavedAcrossActivationAndCommandKeysUntilSaveOrCancel) {
     window.Load();
-    const QString before = stored(db(), "autostart, append");
+    const QString before = stored("autostart, append");
     ASSERT_TRUE(testsupport::activate(window));
     control<QCheckBox>("chkAutoStart")->click();
     control<QComboBox>("CmbNames")->setEditText("Typed, not stored");
@@ -179,5 +163,5 @@ TEST_F(ProgramSetup, ChangesStayUnsavedAcrossActivationAndCommandKeysUntilSaveOr
     dialogs.clear();
     window.close();
     EXPECT_TRUE(dialogs.messages().empty()) << "nothing left to save";
-    EXPECT_EQ(stored(db(), "autostart, append"), before);
+    EXPECT_EQ(stored("autostart, append"), before);
 }

@@ -4,8 +4,6 @@
 #include "core/shared_state.h"
 #include "platform/serial_comm_control.h"
 #include "platform/serial_device.h"
-#include "support/program_folder_fixture.h"
-#include "support/scripted_dialogs.h"
 #ifndef Q_OS_WIN
 #include "support/socat_pair.h"
 #endif
@@ -24,10 +22,6 @@
 
 #include <gtest/gtest.h>
 
-using config::frmSetupScanner;
-using configtest::stored;
-using testsupport::child;
-
 namespace {
 
 QStringList items(QComboBox* combo) {
@@ -37,18 +31,7 @@ QStringList items(QComboBox* combo) {
     return texts;
 }
 
-struct ScannerSetup : ::testing::Test {
-    template <class T>
-    T* control(const char* name) {
-        return child<T>(window, name);
-    }
-    QString db() const { return folder.file("dbscan.mdb"); }
-
-    testsupport::TempProgramFolder folder;
-    testsupport::ScriptedDialogs dialogs;
-    configtest::FakeMain main;
-    frmSetupScanner window{main};
-};
+using ScannerSetup = configtest::SetupWindowTest<config::frmSetupScanner>;
 
 } // namespace
 
@@ -95,7 +78,7 @@ TEST_F(ScannerSetup, ChangesStayUnsavedAcrossActivationUntilSaveOrCancel) {
     change();
     dialogs.answer(platform::Answer::Yes);
     window.close();
-    EXPECT_EQ(stored(db(), "ComPort, PortSetting, RetAsScan, CRLF, ACK"), " 7|19200,N,8,1|1|0|1");
+    EXPECT_EQ(stored("ComPort, PortSetting, RetAsScan, CRLF, ACK"), " 7|19200,N,8,1|1|0|1");
     EXPECT_TRUE(core::shared().ACK);
 }
 

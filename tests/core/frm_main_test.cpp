@@ -80,12 +80,10 @@ struct Program {
     }
     // The most-recently-used rank of an append string, as stored.
     int use(const QString& name) {
-        return testsupport::rows(folder.file("dbscan.mdb"),
-                                 "SELECT Use FROM tblAppendStr WHERE Name = '" + name + "'")
+        return folder.rows("SELECT Use FROM tblAppendStr WHERE Name = '" + name + "'")
             .value(0)
             .toInt();
     }
-    platform::Database database() { return platform::Database::open(folder.file("dbscan.mdb")); }
 
     TempProgramFolder folder;
     ScriptedDialogs dialogs;
@@ -112,8 +110,9 @@ TEST(MainWindowLoad, UpgradesTheFileAndShowsTheSettingsThatNoTypedKeyChanges) {
                                  "UPDATE tblAppendStr SET String = '<TAB>' WHERE Name = 'Tab';"
                                  "UPDATE tblSettings SET append = '<RetVal><TAB>', RetAsScan = 1");
     });
-    EXPECT_TRUE(program.database().hasField("tblCodelink", "Unit"));
-    EXPECT_TRUE(program.database().hasField("tblPreview", "Unit"));
+    const auto database = platform::Database::open(program.folder.file("dbscan.mdb"));
+    EXPECT_TRUE(database.hasField("tblCodelink", "Unit") &&
+                database.hasField("tblPreview", "Unit"));
     EXPECT_TRUE(QDir(program.folder.file("Exports")).exists());
     EXPECT_EQ(program.control<QLineEdit>("txtAppend")->text(), "<RetVal><TAB>");
     EXPECT_EQ(core::shared().append, "{RetVal}{TAB}");

@@ -2,32 +2,19 @@
 #include "core/startup.h"
 #include "db/db_test_support.h"
 #include "platform/single_instance.h"
+#include "support/checks.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+using testsupport::contains;
+
 namespace {
-
-// Start-ups in these tests must not meet the one-copy lock of a copy the developer runs.
-class PrivateRuntimeFolder {
-public:
-    PrivateRuntimeFolder()
-        : previous_(qgetenv("XDG_RUNTIME_DIR")) {
-        QFile::setPermissions(dir_.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        qputenv("XDG_RUNTIME_DIR", dir_.path().toLocal8Bit());
-    }
-    ~PrivateRuntimeFolder() { qputenv("XDG_RUNTIME_DIR", previous_); }
-
-private:
-    QTemporaryDir dir_;
-    QByteArray previous_;
-};
 
 // Runs the program's start on the current program folder; it must end with exit code 1 and
 // exactly one critical message, whose text is returned.
@@ -44,32 +31,29 @@ QString failedStartMessage(testsupport::ScriptedDialogs& dialogs) {
 } // namespace
 
 TEST(StartUp, ADatabaseThatCannotBeUsedEndsTheStartWithOneMessageNamingItAndAWayOut) {
-    PrivateRuntimeFolder runtime;
+    testsupport::PrivateRuntimeFolder runtime;
     testsupport::ScriptedDialogs dialogs;
     testsupport::TempProgramFolder folder;
     const QString file = QDir::toNativeSeparators(folder.file("dbscan.mdb"));
     testsupport::writeFile(folder.file("dbscan.mdb"), "this is not a database any more");
-    QString text = failedStartMessage(dialogs);
-    EXPECT_TRUE(text.contains(file + " cannot be read")) << text.toStdString();
-    EXPECT_TRUE(text.contains("orvane-translator repair"));
-
+    EXPECT_TRUE(contains(failedStartMessage(dialogs), file + " cannot be read",
+                         "orvane-translator repair"));
     QFile::remove(folder.file("dbscan.mdb"));
-    text = failedStartMessage(dialogs);
-    EXPECT_TRUE(text.contains(file + " is missing")) << text.toStdString();
-    EXPECT_TRUE(text.contains("installation package"));
+    EXPECT_TRUE(
+        contains(failedStartMessage(dialogs), file + " is missing", "installation package"));
 
     testsupport::TempProgramFolder locked;
+    QString text;
     {
         const dbtest::ShortBusyTimeout fast;
         const dbtest::LockingProcess lock(locked.file("dbscan.mdb"));
         text = failedStartMessage(dialogs);
     }
-    EXPECT_TRUE(text.contains(QDir::toNativeSeparators(locked.file("dbscan.mdb")) + " is locked"))
-        << text.toStdString();
+    EXPECT_TRUE(contains(text, QDir::toNativeSeparators(locked.file("dbscan.mdb")) + " is locked"));
 }
 
 TEST(StartUp, ASecondCopyFindsTheFirstAndGivesUpWhenItDoesNotAnswerAndThePauseIsNone) {
-    PrivateRuntimeFolder runtime;
+    testsupport::PrivateRuntimeFolder runtime;
     platform::SingleInstance first("Orvane Translator test");
     ASSERT_TRUE(first.isFirst());
     platform::SingleInstance second("Orvane Translator test");

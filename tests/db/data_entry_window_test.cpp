@@ -104,11 +104,9 @@ protected:
 
 } // namespace
 
-// The grid shows every row in table order, its unit column hidden; a progress window says what
-// is read. Add In copies back the manual pairs whose scan value the table lacks.
+// A progress window says what is read; Add In copies back the manual pairs the table lacks.
 TEST_F(DataEntryWindowTest, OpensWithEveryRowInTableOrderAndAddInCopiesMissingManualPairsBack) {
-    // Records the status of every progress window that appears.
-    struct Watcher : QObject {
+    struct Watcher : QObject { // the status of every progress window that appears
         QStringList shown;
         bool eventFilter(QObject* object, QEvent* event) override {
             if (event->type() == QEvent::Show && object->objectName() == "frmProgress")
@@ -139,8 +137,7 @@ TEST_F(DataEntryWindowTest, OpensWithEveryRowInTableOrderAndAddInCopiesMissingMa
     EXPECT_TRUE(dialogs.messages().empty());
 }
 
-// The grid reads rows in pages as they are shown and keeps only some of them; whatever part of
-// a large table is shown, and in whatever order, each row shows its own fields.
+// The grid reads rows in pages as they are shown and keeps only some of them.
 TEST_F(DataEntryWindowTest, ALargeTableShowsEveryRowItsOwnFieldsWhereverItIsScrolled) {
     open(dbtest::insertRows(40000, "printf('%06d', (i * 7919) % 40000), 'R' || i, 'D' || i, "
                                    "i % 12") +
@@ -199,8 +196,7 @@ TEST_F(DataEntryWindowTest, AddRecordsManualPairsButTheFirstAndRefusesAScanValue
     EXPECT_EQ(boxes(), "first=OTHER");
 }
 
-// Change refuses the scan value of another row, compared without letter case, and accepts the
-// row's own. A pair that is only in tblCodelink (an imported item) is not recorded as manual.
+// An imported pair (in tblCodelink only) that is changed is not recorded as manual.
 TEST_F(DataEntryWindowTest, ChangeRefusesAnotherRowsScanValueAndKeepsImportedPairsOutOfManual) {
     open("INSERT INTO tblCodelink VALUES ('S1', 'R1', 'Bolt', 4), ('S2', 'R2', NULL, 1);"
          "INSERT INTO tblManual VALUES ('S2', 'R2');");
@@ -225,8 +221,7 @@ TEST_F(DataEntryWindowTest, ChangeRefusesAnotherRowsScanValueAndKeepsImportedPai
         << "the grid keeps the other fields of a changed row";
 }
 
-// Delete finds the pair in the grid by exactly its texts. A manual pair leaves both tables; an
-// imported one leaves the grid only and keeps translating scans.
+// A manual pair leaves both tables; an imported one leaves the grid only and keeps translating.
 TEST_F(DataEntryWindowTest, DeleteNeedsTheExactPairAndRemovesOnlyManualPairsFromTheFile) {
     open("INSERT INTO tblCodelink VALUES ('IMP', 'R1', NULL, 1), ('MAN', 'R2', NULL, 1);"
          "INSERT INTO tblManual VALUES ('MAN', 'R2');");
@@ -254,8 +249,7 @@ TEST_F(DataEntryWindowTest, DeleteNeedsTheExactPairAndRemovesOnlyManualPairsFrom
     EXPECT_EQ(tables(), (QStringList{"IMP=R1", "", ""}));
 }
 
-// Delete ALL empties the translation table while the view has not been switched since the window
-// opened, and the manual entries once it has, whichever view is shown.
+// Once the view has been switched it empties the manual entries, whichever view is shown.
 TEST_F(DataEntryWindowTest, DeleteAllEmptiesTheTranslationTableUntilTheViewIsSwitched) {
     open(kCodelink + kManual);
     click("cmdDltAll"); // unanswered: the default button, which must be No
@@ -295,7 +289,6 @@ TEST_F(DataEntryWindowTest, DeleteAllEmptiesTheTranslationTableUntilTheViewIsSwi
     EXPECT_TRUE(pairs(file(), "tblManual").isEmpty());
 }
 
-// One shared window at a time, closed from its menu; a file it cannot read leaves no window.
 TEST_F(DataEntryWindowTest, TheSharedWindowClosesFromTheMenuAndALockedOrDamagedFileLeavesNone) {
     QPointer<db::frmDataEntry> shown = db::frmDataEntry::showWindow();
     ASSERT_TRUE(shown->isVisible());
@@ -316,13 +309,11 @@ TEST_F(DataEntryWindowTest, TheSharedWindowClosesFromTheMenuAndALockedOrDamagedF
     dbtest::damagePagesHolding(file(), "ITEM-1000", 1);
     const auto error = testsupport::errorOf([] { db::frmDataEntry::showWindow(); });
     EXPECT_EQ(error.number, platform::err::UnrecognizedFormat);
-    EXPECT_TRUE(error.description.contains("damaged")) << error.description.toStdString();
+    EXPECT_TRUE(testsupport::contains(error.description, "damaged"));
     for (QWidget* top : QApplication::topLevelWidgets())
         EXPECT_EQ(qobject_cast<db::frmDataEntry*>(top), nullptr);
 }
 
-// A database that another program holds locked: each edit shows one error box, and neither the
-// tables, the grid nor the typed pair are lost.
 TEST_F(DataEntryWindowTest, EditsOnALockedDatabaseShowAnErrorAndKeepEverything) {
     open("INSERT INTO tblCodelink VALUES ('S1', 'R1', NULL, 1);"
          "INSERT INTO tblManual VALUES ('S1', 'R1');");
@@ -338,7 +329,7 @@ TEST_F(DataEntryWindowTest, EditsOnALockedDatabaseShowAnErrorAndKeepEverything) 
     const auto& shown = dialogs.messages();
     ASSERT_EQ(shown.size(), 3u) << dialogs.messageTexts().join('\n').toStdString();
     for (const auto& message : shown) {
-        EXPECT_TRUE(message.text.contains("locked")) << message.text.toStdString();
+        EXPECT_TRUE(testsupport::contains(message.text, "locked"));
         EXPECT_EQ(message.icon, Icon::Critical);
     }
     EXPECT_EQ(tables(), before);
@@ -366,8 +357,7 @@ TEST_F(DataEntryWindowTest, AnAddToAReadOnlyDatabaseShowsAnErrorAndKeepsTheTyped
 }
 #endif
 
-// The grid answers "which row holds this scan value" from the file's index and its own edits;
-// the answer must be the one a walk over every row of the grid gives.
+// The grid answers "which row holds this scan value" from the file's index and its own edits.
 TEST(CodelinkModelTest, SearchesAgreeWithAWalkOverEveryRow) {
     testsupport::TempProgramFolder folder;
     folder.sql("dbscan.mdb",

@@ -46,8 +46,7 @@ TEST(GetDbPathTest, LocalOrSharedFileAndRetryOrCancelWhileTheSharedFileIsGone) {
     EXPECT_TRUE(core::shared().IsDBShared);
 
     core::shared().SharedDataBase = folder.file("gone/shared.mdb");
-    dialogs.answer(platform::Answer::Retry);
-    dialogs.answer(platform::Answer::Cancel);
+    dialogs.answer({platform::Answer::Retry, platform::Answer::Cancel});
     EXPECT_EQ(db::GetDbPath(), folder.file("dbScan.mdb"));
     EXPECT_EQ(dialogs.messages().size(), 3u);
     EXPECT_FALSE(core::shared().IsDBShared);

@@ -6,7 +6,6 @@
 #ifndef Q_OS_WIN
 #include "support/permissions.h"
 #endif
-#include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
 #include <QDir>
@@ -83,8 +82,7 @@ TEST_F(MaintenanceTest, CompactionStopsScanningShrinksTheFileAndReplacesAStaleSc
     EXPECT_TRUE(scan.toggles.empty());
 
     dialogs.clear();
-    dialogs.answer(Answer::Yes);
-    dialogs.answer(Answer::Yes);
+    dialogs.answer({Answer::Yes, Answer::Yes});
     db::CompactDatabase(scan);
     EXPECT_EQ(texts(), (QStringList{kScanningQuestion,
                                     "Are you sure you want to compact your database file?",
@@ -110,12 +108,10 @@ TEST_F(MaintenanceTest, CompactionStopsScanningShrinksTheFileAndReplacesAStaleSc
     EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true, false, true, false, true}));
 }
 
-// A sound file is left alone. Compaction stops at the first damaged page; repair rebuilds the
-// file from every readable row, and never reports a file whose table list is unreadable repaired.
+// Compaction stops at the first damaged page; repair rebuilds the file from every readable row.
 TEST_F(MaintenanceTest, RepairLeavesASoundFileAloneRebuildsADamagedOneAndRefusesAnUnreadableOne) {
     const QByteArray before = fileHash(database());
-    dialogs.answer(Answer::Yes);
-    dialogs.answer(Answer::No);
+    dialogs.answer({Answer::Yes, Answer::No});
     db::RepairDatabase(scan);
     EXPECT_EQ(texts(), (QStringList{"Are you sure you want to repair your database file?",
                                     "Would you like to compact your database file?"}));
@@ -144,8 +140,7 @@ TEST_F(MaintenanceTest, RepairLeavesASoundFileAloneRebuildsADamagedOneAndRefuses
     EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true})) << "scanning is started again";
 
     dialogs.clear();
-    for (const Answer answer : {Answer::Yes, Answer::Yes, Answer::Ok, Answer::No})
-        dialogs.answer(answer);
+    dialogs.answer({Answer::Yes, Answer::Yes, Answer::Ok, Answer::No});
     db::RepairDatabase(scan);
     ASSERT_EQ(dialogs.messages().size(), 4u) << texts().join('\n').toStdString();
     const QString kept = QDir::toNativeSeparators(folder.file("dbscan-damaged.mdb"));
@@ -168,8 +163,7 @@ TEST_F(MaintenanceTest, RepairLeavesASoundFileAloneRebuildsADamagedOneAndRefuses
     file.close();
     damaged = fileHash(database());
     dialogs.clear();
-    dialogs.answer(Answer::Yes);
-    dialogs.answer(Answer::Yes);
+    dialogs.answer({Answer::Yes, Answer::Yes});
     db::RepairDatabase(scan);
     ASSERT_EQ(dialogs.messages().size(), 3u) << texts().join('\n').toStdString();
     EXPECT_TRUE(reads(texts()[2],
@@ -208,8 +202,6 @@ TEST_F(MaintenanceTest, BackupReplacesTheChosenFileCompactingFirstWhenAsked) {
     expectIntact();
 }
 
-// Another program's lock: each command stops with the step, the file and the reason named, and
-// the database keeps its data.
 TEST_F(MaintenanceTest, ALockedDatabaseStopsTheCommandWithTheStepAndFileNamed) {
     const QByteArray before = fileHash(database());
     scan = dbtest::RecordingScanSwitch(true);
@@ -217,8 +209,7 @@ TEST_F(MaintenanceTest, ALockedDatabaseStopsTheCommandWithTheStepAndFileNamed) {
         const dbtest::ShortBusyTimeout fast;
         const dbtest::LockingProcess lock(database());
         db::CompactDatabase(scan);
-        dialogs.answer(Answer::Yes); // scanning question of the second command
-        dialogs.answer(Answer::Yes);
+        dialogs.answer({Answer::Yes, Answer::Yes}); // the second command's scanning question
         db::RepairDatabase(scan);
     }
     EXPECT_EQ(scan.toggles, (std::vector<bool>{false, true, false, true}));
@@ -234,7 +225,6 @@ TEST_F(MaintenanceTest, ALockedDatabaseStopsTheCommandWithTheStepAndFileNamed) {
 }
 
 #ifndef Q_OS_WIN // the Windows tests run under Wine as the Linux superuser, whom no mode binds
-// A read-only folder: compaction and a backup stop with the file named, and nothing is lost.
 TEST_F(MaintenanceTest, AReadOnlyFolderStopsTheCommandWithTheFileNamed) {
     const QByteArray before = fileHash(database());
     scan = dbtest::RecordingScanSwitch(false);

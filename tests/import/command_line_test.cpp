@@ -1,16 +1,13 @@
 // The command line through the real executable, on a copy of the program folder: import, export
 // and import again, lookup, and every kind of bad input with its exit status and no change.
 #include "core/frm_main.h"
-#include "core/program_folder.h"
 #include "db/db_test_support.h"
-#include "import/run_program.h"
-#include "platform/single_instance.h"
+#include "import/import_test_support.h"
 #include "support/checks.h"
 #include "support/program_folder_fixture.h"
 #include "support/scripted_dialogs.h"
 
 #include <QFile>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 #include <tuple>
@@ -18,22 +15,16 @@
 namespace {
 
 using importtest::Outcome;
+using testsupport::contains;
 
 class CommandLine : public ::testing::Test {
 protected:
-    void SetUp() override {
-        // A private runtime folder: a copy of the program that the developer has running must
-        // not count as the running copy that the maintenance commands wait for.
-        savedRuntime = qgetenv("XDG_RUNTIME_DIR");
-        qputenv("XDG_RUNTIME_DIR", runtime.path().toLocal8Bit());
-        testsupport::copyShippedFiles(dir.path());
-        importtest::installExecutable(dir.path());
-    }
+    void SetUp() override { importtest::installExecutable(dir.path()); }
     Outcome run(const QStringList& arguments) {
         return importtest::runProgram(dir.path(), arguments, runtime.path());
     }
     QString write(const QString& name, const QByteArray& bytes) {
-        return testsupport::writeFile(dir.filePath(name), bytes);
+        return testsupport::writeFile(dir.file(name), bytes);
     }
     // The command fails with status 1 and a message that contains this text (in any case).
     void expectRefused(const QStringList& arguments, const QString& message) {
@@ -42,12 +33,12 @@ protected:
         EXPECT_TRUE(refused.err.contains(QDir::toNativeSeparators(message), Qt::CaseInsensitive))
             << refused.err.toStdString();
     }
-    void TearDown() override { qputenv("XDG_RUNTIME_DIR", savedRuntime); } // empty: not set
-    QString db() const { return dir.filePath("dbscan.mdb"); }
+    QString db() const { return dir.file("dbscan.mdb"); }
 
-    QTemporaryDir runtime;
-    QByteArray savedRuntime;
-    QTemporaryDir dir;
+    // The maintenance commands wait for a running copy of the program, which a copy the
+    // developer has running must not be.
+    testsupport::PrivateRuntimeFolder runtime;
+    testsupport::TempProgramFolder dir;
 };
 
 } // namespace
@@ -58,11 +49,9 @@ TEST_F(CommandLine, ImportExportAndLookUp) {
     const Outcome imported = run({"import", list});
     EXPECT_EQ(imported.status, 0) << imported.err.toStdString();
     const QString where = "; the error rows are in tblImportErrors of ";
-    EXPECT_TRUE(imported.out.contains(
-        ": lines read 4, rows written 2 (2 new, 0 replaced), rows removed 0, error rows 1, lines "
-        "skipped 1" +
-        where))
-        << imported.out.toStdString();
+    EXPECT_TRUE(contains(imported.out, ": lines read 4, rows written 2 (2 new, 0 replaced), rows "
+                                       "removed 0, error rows 1, lines skipped 1" +
+                                           where));
     EXPECT_TRUE(imported.out.endsWith("\n") &&
                 testsupport::namesFile(imported.out.section(where, 1).chopped(1), db()))
         << imported.out.toStdString();
@@ -71,8 +60,7 @@ TEST_F(CommandLine, ImportExportAndLookUp) {
     const Outcome unknown = run({"lookup", "999"});
     EXPECT_EQ(std::tuple(unknown.status, unknown.out), std::tuple(2, QString("999\t1\n")))
         << "an unknown code is typed as scanned";
-    EXPECT_TRUE(unknown.err.contains("999 is not in the translation table"))
-        << unknown.err.toStdString();
+    EXPECT_TRUE(contains(unknown.err, "999 is not in the translation table"));
 
     // Values that need quoting, a line break (which becomes a blank) and units survive an export
     // and an import.
@@ -84,10 +72,10 @@ TEST_F(CommandLine, ImportExportAndLookUp) {
                           "ScanValue";
     QStringList before = testsupport::rows(db(), table);
     before.replaceInStrings("\r\n", " ");
-    const Outcome exported = run({"export", dir.filePath("table.txt")});
+    const Outcome exported = run({"export", dir.file("table.txt")});
     EXPECT_EQ(exported.status, 0) << exported.err.toStdString();
     testsupport::runSql(db(), "DELETE FROM tblCodelink");
-    EXPECT_EQ(run({"import", dir.filePath("table.txt")}).status, 0);
+    EXPECT_EQ(run({"import", dir.file("table.txt")}).status, 0);
     EXPECT_EQ(testsupport::rows(db(), table), before);
 
     const QString iif = write("items.iif", "!HDR\r\nHDR\r\n!CUSTITEMDICT\r\nINVITEM\tBOLT\t1\t0"
@@ -106,8 +94,8 @@ TEST_F(CommandLine, BadInputIsRefusedClearlyAndChangesNothing) {
     const QString company = write("Shop.qbw", "");
     const QByteArray before = dbtest::fileHash(db());
     const std::vector<std::pair<QStringList, QString>> cases = {
-        {{"import", dir.filePath("missing.csv")}, "there is no file"},
-        {{"import", dir.filePath("notes.xyz")}, "is not an item list"},
+        {{"import", dir.file("missing.csv")}, "there is no file"},
+        {{"import", dir.file("notes.xyz")}, "is not an item list"},
         {{"import", list, "--scan", "Item Name"}, "IIF files only"},
         {{"import", iif, "--scan", "No Such Field", "--return", "Item Name"},
          "\"No Such Field\" is not a scan field"},
@@ -136,24 +124,20 @@ TEST_F(CommandLine, BadInputIsRefusedClearlyAndChangesNothing) {
 
 TEST_F(CommandLine, MaintenanceCommandsRepairADamagedDatabaseSoThatTheProgramStarts) {
     testsupport::runSql(db(), dbtest::insertRows(3000, "'S' || i, 'R' || i, 'MARKER-' || i, 1"));
-    EXPECT_EQ(run({"backup", dir.filePath("saved.mdb")}).status, 0);
-    EXPECT_EQ(dbtest::pairs(dir.filePath("saved.mdb"), "tblCodelink").size(), 3000);
+    EXPECT_EQ(run({"backup", dir.file("saved.mdb")}).status, 0);
+    EXPECT_EQ(dbtest::pairs(dir.file("saved.mdb"), "tblCodelink").size(), 3000);
     EXPECT_EQ(run({"compact"}).status, 0);
 
     dbtest::damagePagesHolding(db(), "MARKER-1500", 2);
     const Outcome repaired = run({"repair"});
     EXPECT_EQ(repaired.status, 0) << repaired.err.toStdString();
-    EXPECT_TRUE(repaired.out.contains("has been rebuilt")) << repaired.out.toStdString();
-    EXPECT_TRUE(QFile::exists(dir.filePath("dbscan-damaged.mdb")));
+    EXPECT_TRUE(contains(repaired.out, "has been rebuilt"));
+    EXPECT_TRUE(QFile::exists(dir.file("dbscan-damaged.mdb")));
     EXPECT_EQ(dbtest::integrity(db()), "ok");
     EXPECT_EQ(run({"lookup", "S1"}).out, "R1\t1\n");
-    {
-        core::setProgramFolder(dir.path());
-        testsupport::ScriptedDialogs dialogs;
-        core::frmMain main;
-        EXPECT_NO_THROW(main.Load()) << "the program starts on the repaired file";
-        core::setProgramFolder(QString());
-    }
+    testsupport::ScriptedDialogs dialogs;
+    core::frmMain main;
+    EXPECT_NO_THROW(main.Load()) << "the program starts on the repaired file";
 }
 
 TEST_F(CommandLine, TheWindowCopyWithoutADisplaySaysSoAndPointsAtTheCommands) {
@@ -170,6 +154,5 @@ TEST_F(CommandLine, TheWindowCopyWithoutADisplaySaysSoAndPointsAtTheCommands) {
     EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << "no abort";
     EXPECT_EQ(process.exitCode(), 1);
     const QString error = QString::fromLocal8Bit(process.readAllStandardError());
-    EXPECT_TRUE(error.contains("there is no X display")) << error.toStdString();
-    EXPECT_TRUE(error.contains("orvane-translator --help")) << error.toStdString();
+    EXPECT_TRUE(contains(error, "there is no X display", "orvane-translator --help"));
 }

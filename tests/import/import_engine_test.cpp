@@ -1,15 +1,10 @@
 // The import engine on real files and a real database: Windows and Unicode text, the IIF and
 // delimited paths with their rules, and a failure in the middle of a file. (Quoting is checked
 // on real-world lines, and the field cutter by its fuzz target.)
-#include "core/settings.h"
-#include "core/shared_state.h"
 #include "import/import_engine.h"
-#include "import/import_field.h"
+#include "import/import_test_support.h"
 #include "import/text_lines.h"
-#include "platform/app_error.h"
 #include "support/checks.h"
-#include "support/program_folder_fixture.h"
-#include "support/scripted_dialogs.h"
 
 #include <QTemporaryDir>
 
@@ -61,58 +56,19 @@ TEST(TextLines, LinesAcrossTheReadAheadPieces) {
     }
 }
 
-namespace {
-
-class Engine : public ::testing::Test {
-protected:
-    void SetUp() override {
-        core::LoadSettings();
-        core::shared().strAppTitle = "Orvane Translator";
-    }
-    QString write(const QString& name, const QByteArray& bytes) {
-        return writeFile(folder.file(name), bytes);
-    }
-    QStringList rows(const QString& sql) {
-        return testsupport::rows(folder.file("dbscan.mdb"), sql);
-    }
-    QStringList codelink() {
-        return rows(
-            "SELECT ScanValue, ReturnValue, Descrip, Unit FROM tblCodelink ORDER BY ScanValue");
-    }
-    QStringList errors() {
-        return rows("SELECT ErrorDescription, ScanCode, ReturnCode, Unit FROM tblImportErrors");
-    }
-
-    testsupport::TempProgramFolder folder;
-    testsupport::ScriptedDialogs dialogs;
-    import::NoProgress progress;
-};
-
-// A QuickBooks IIF item export as QuickBooks writes it: Windows-1252, CR LF; custom field 1 is
-// the 22nd column.
-QByteArray iifExport(const QByteArray& items) {
-    return "!HDR\tPROD\tVER\r\nHDR\tQuickBooks Pro\tVersion 28.0\r\n!CUSTITEMDICT\tINDEX\tLABEL\r\n"
-           "!INVITEM\tNAME\tREFNUM\tTIMESTAMP\tINVITEMTYPE\tDESC\r\n" +
-           items;
-}
-
-QByteArray item(const QByteArray& name, const QByteArray& description,
-                const QByteArray& custom1 = {}) {
-    return "INVITEM\t" + name + "\t1\t0\tINVENTORY\t" + description + QByteArray(16, '\t') +
-           custom1 + "\r\n";
-}
-
-} // namespace
+using Engine = importtest::ImportTest;
+using importtest::iifExport;
+using importtest::iifItem;
 
 TEST_F(Engine, IifItemsOverwriteAddOrBecomeErrorRowsUpToEndgrp) {
     folder.sql("dbscan.mdb", "INSERT INTO tblCodelink VALUES ('OLD-1', 'x', 'y', 5);"
                              "INSERT INTO tblImportErrors VALUES ('s', 'r', 'old', 1);");
     const QString file =
-        write("items.iif",
-              iifExport(item("Wrench", "Cl\xE9 \xE0 molette \xBD in", "0012345") +
-                        item("NoCode", "no scan field") + item("Again", "overwritten", "old-1") +
-                        item("Long", QByteArray(300, 'd'), "0077") + "!ENDGRP\r\n" +
-                        item("After", "ignored", "0055")));
+        write("items.iif", iifExport(iifItem("Wrench", "Cl\xE9 \xE0 molette \xBD in", "0012345") +
+                                     iifItem("NoCode", "no scan field") +
+                                     iifItem("Again", "overwritten", "old-1") +
+                                     iifItem("Long", QByteArray(300, 'd'), "0077") + "!ENDGRP\r\n" +
+                                     iifItem("After", "ignored", "0055")));
     const import::IifImport byName{file,        "QuickBooks",  "Custom Field 1",
                                    "Item Name", "Description", {}};
     EXPECT_EQ(import::ImportIifFile(byName, progress).written(), 3);
@@ -124,13 +80,13 @@ TEST_F(Engine, IifItemsOverwriteAddOrBecomeErrorRowsUpToEndgrp) {
     // The return value read from a column that is empty: existing scan values are overwritten
     // with it, new ones become error rows without their scan value.
     import::IifImport emptyReturn = byName;
-    emptyReturn.source =
-        write("second.iif", iifExport(item("Wrench", "d", "0012345") + item("New", "d", "0101")));
+    emptyReturn.source = write(
+        "second.iif", iifExport(iifItem("Wrench", "d", "0012345") + iifItem("New", "d", "0101")));
     emptyReturn.returnField = "Purchase Description";
     const import::ImportResult again = import::ImportIifFile(emptyReturn, progress);
     EXPECT_EQ(std::tuple(again.written(), again.errors), std::tuple(1, 1));
     EXPECT_EQ(errors(), QStringList{"Return Code is blank| | |1"});
-    EXPECT_EQ(rows("SELECT ReturnValue FROM tblCodelink WHERE ScanValue = '0012345'"),
+    EXPECT_EQ(folder.rows("SELECT ReturnValue FROM tblCodelink WHERE ScanValue = '0012345'"),
               QStringList{""});
 }
 
@@ -159,7 +115,6 @@ TEST_F(Engine, AFailureInTheMiddleKeepsTheRowsBeforeIt) {
     const QString file = write("items.txt", lines + "R\tBOOM\r\nAFTER\tLAST\r\n");
     const auto error =
         testsupport::errorOf([&] { import::ImportDelimitedFile(file, u'\t', progress); });
-    EXPECT_TRUE(error.description.contains("disk trouble")) << error.description.toStdString();
-    EXPECT_TRUE(error.description.contains("line 9001")) << error.description.toStdString();
-    EXPECT_EQ(rows("SELECT count(*) FROM tblCodelink"), QStringList{"9000"});
+    EXPECT_TRUE(testsupport::contains(error.description, "disk trouble", "line 9001"));
+    EXPECT_EQ(folder.rows("SELECT count(*) FROM tblCodelink"), QStringList{"9000"});
 }

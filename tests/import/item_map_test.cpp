@@ -1,12 +1,9 @@
 // The item map window's checks, lists and settings, its field lists as the source changes, closing
 // it during an import, and the preview's paging.
-#include "core/settings.h"
-#include "core/shared_state.h"
 #include "import/frm_map.h"
 #include "import/frm_preview.h"
+#include "import/import_test_support.h"
 #include "support/checks.h"
-#include "support/program_folder_fixture.h"
-#include "support/scripted_dialogs.h"
 
 #include <QComboBox>
 #include <QCoreApplication>
@@ -25,29 +22,22 @@ using testsupport::child;
 
 namespace {
 
-struct ItemMap : ::testing::Test {
-    ItemMap() {
+struct ItemMap : importtest::ImportTest {
+    void SetUp() override {
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settingsDir.path());
         folder.sql(
             "dbscan.mdb",
             "UPDATE tblSettings SET CustomScan = 'Custom Field 1', CustomReturn = 'Item Name'");
-        core::LoadSettings();
-        core::shared().strAppTitle = "Orvane Translator";
-    }
-    QString write(const QString& name, const QByteArray& bytes) {
-        return testsupport::writeFile(folder.file(name), bytes);
+        ImportTest::SetUp();
     }
     QString lastMessage() const {
         return dialogs.messageTexts().value(dialogs.messages().size() - 1);
     }
-    QString setting(const QString& field) {
-        return testsupport::rows(folder.file("dbscan.mdb"), "SELECT " + field + " FROM tblSettings")
-            .value(0);
+    QString setting(const QString& field) const {
+        return folder.rows("SELECT " + field + " FROM tblSettings").value(0);
     }
 
     QTemporaryDir settingsDir;
-    testsupport::TempProgramFolder folder;
-    testsupport::ScriptedDialogs dialogs;
 };
 
 } // namespace
@@ -112,8 +102,7 @@ TEST_F(ItemMap, CheckedInputsThenAnUpdateThatImportsRemembersTheSourceAndCloses)
     EXPECT_FALSE(map.isVisible()) << "an update ends by closing the window";
     EXPECT_EQ(setting("Source, CustomReturn, CustomScan"), list + "|Item Name|Custom Field 1")
         << "a list's fixed columns do not replace the fields chosen for exports";
-    EXPECT_EQ(testsupport::rows(folder.file("dbscan.mdb"), "SELECT * FROM tblCodelink"),
-              QStringList{"0012345|WIDGET-7|Widget|1"});
+    EXPECT_EQ(folder.rows("SELECT * FROM tblCodelink"), QStringList{"0012345|WIDGET-7|Widget|1"});
 
     import::frmMap again;
     again.Load();
@@ -183,8 +172,7 @@ TEST_F(ItemMap, SwitchingFromAListToAnExportOffersTheExportsFields) {
         EXPECT_EQ(choices(map), "Custom Field 1 (UPC)|Item Name");
         child<QPushButton>(map, "cmdUpdateDB")->click();
     }
-    EXPECT_EQ(testsupport::rows(folder.file("dbscan.mdb"), "SELECT ScanValue FROM tblCodelink"),
-              QStringList{"0042"});
+    EXPECT_EQ(folder.rows("SELECT ScanValue FROM tblCodelink"), QStringList{"0042"});
 
     folder.sql("dbscan.mdb", "UPDATE tblSettings SET CustomScan = 'Column 2', CustomReturn = "
                              "'Column 1'"); // as earlier versions stored a list's columns
@@ -222,6 +210,6 @@ TEST_F(ItemMap, ClosingDuringAnImportStopsItAndKeepsTheRowsWritten) {
     const int written = told.captured(1).toInt();
     EXPECT_GT(written, 0);
     EXPECT_LT(written, 300000);
-    EXPECT_EQ(testsupport::rows(folder.file("dbscan.mdb"), "SELECT count(*) FROM tblCodelink"),
+    EXPECT_EQ(folder.rows("SELECT count(*) FROM tblCodelink"),
               QStringList{QString::number(written)});
 }

@@ -1,13 +1,10 @@
 // The QuickBooks interface on qbXML responses (in qbxml/) played back by a stand-in for
 // QuickBooks' request processor, and the requests the program sends.
-#include "core/settings.h"
-#include "core/shared_state.h"
 #include "import/frm_map.h"
+#include "import/import_test_support.h"
 #include "import/qb_interface.h"
 #include "platform/app_error.h"
 #include "platform/qb_request_processor.h"
-#include "support/program_folder_fixture.h"
-#include "support/scripted_dialogs.h"
 
 #include <QComboBox>
 #include <QPushButton>
@@ -66,16 +63,13 @@ struct Playback {
     }
 };
 
-class QuickBooks : public ::testing::Test {
+class QuickBooks : public importtest::ImportTest {
 protected:
     void SetUp() override {
-        core::LoadSettings();
-        core::shared().strAppTitle = "Orvane Translator";
+        ImportTest::SetUp();
         import::LoadExclusions("QuickBooks"); // no kind excluded, whatever an earlier test left
     }
-    QStringList rows(const QString& sql) {
-        return testsupport::rows(folder.file("dbscan.mdb"), sql);
-    }
+    QStringList rows(const QString& sql) const { return folder.rows(sql); }
     bool read(bool update, const QString& scanField, bool secondVariant = false) {
         const import::AccountingFlags flags{
             .UseQBSDK = true, .Country = "US", .UseQBSDK7 = secondVariant};
@@ -91,9 +85,6 @@ protected:
                       "</QBXMLMsgsRq></QBXML>");
     }
 
-    testsupport::TempProgramFolder folder;
-    testsupport::ScriptedDialogs dialogs;
-    import::NoProgress progress;
     Playback playback;
 };
 

@@ -1,13 +1,8 @@
 // Item lists as stores and their programs write them, each imported through the import engine and
 // through the program's import command into a fresh table: both must give the same rows, the
 // same error rows and tell the same.
-#include "core/settings.h"
-#include "core/shared_state.h"
 #include "import/import_engine.h"
-#include "import/run_program.h"
-#include "support/checks.h"
-#include "support/program_folder_fixture.h"
-#include "support/scripted_dialogs.h"
+#include "import/import_test_support.h"
 
 #include <QTemporaryDir>
 
@@ -15,19 +10,8 @@
 
 namespace {
 
-// A QuickBooks IIF item export as QuickBooks writes it: Windows-1252, CR LF, the custom-field
-// dictionary before the items; custom field 1 is the 22nd column.
-QByteArray iifExport(const QByteArray& items) {
-    return "!HDR\tPROD\tVER\r\nHDR\tQuickBooks Pro\tVersion 28.0\r\n!CUSTITEMDICT\tINDEX\tLABEL\r\n"
-           "!ENDCUSTITEMDICT\r\nCUSTITEMDICT\t0\tUPC\r\nENDCUSTITEMDICT\r\n"
-           "!INVITEM\tNAME\tREFNUM\tTIMESTAMP\tINVITEMTYPE\tDESC\r\n" +
-           items;
-}
-
-QByteArray item(const QByteArray& name, const QByteArray& description, const QByteArray& upc) {
-    return "INVITEM\t" + name + "\t1\t0\tINVENTORY\t" + description + QByteArray(16, '\t') + upc +
-           "\r\n";
-}
+using importtest::iifExport;
+using importtest::iifItem;
 
 struct Case {
     const char* name;
@@ -63,9 +47,9 @@ const std::vector<Case>& cases() {
          "lines read 2, rows written 2"},
         {"IIF marks and quotes, a custom field named by its label",
          "items.iif",
-         iifExport(item("Hose 3/4\"", "\"Garden hose, 3/4\"\" thread\"", "0765") +
-                   item("Step ladder 6'", "Aluminium", "0011") +
-                   item("\"Claw hammer, 16 oz\"", "'Best' hammer", "0022")),
+         iifExport(iifItem("Hose 3/4\"", "\"Garden hose, 3/4\"\" thread\"", "0765") +
+                   iifItem("Step ladder 6'", "Aluminium", "0011") +
+                   iifItem("\"Claw hammer, 16 oz\"", "'Best' hammer", "0022")),
          {"--scan", "UPC", "--return", "Item Name"},
          {"0011|Step ladder 6'|Aluminium|1", "0022|Claw hammer, 16 oz|'Best' hammer|1",
           "0765|Hose 3/4\"|Garden hose, 3/4\" thread|1"},
@@ -115,30 +99,18 @@ const std::vector<Case>& cases() {
     return all;
 }
 
-class RealWorldLines : public ::testing::Test {
+class RealWorldLines : public importtest::ImportTest {
 protected:
     void SetUp() override {
+        ImportTest::SetUp();
         importtest::installExecutable(folder.path());
-        core::LoadSettings();
-        core::shared().strAppTitle = "Orvane Translator";
     }
     void reset() {
         folder.sql("dbscan.mdb", "DELETE FROM tblCodelink; DELETE FROM tblImportErrors; INSERT "
                                  "INTO tblImportErrors VALUES ('s', 'r', 'old', 1)");
     }
-    // The tables after an import, with what it told.
-    QStringList outcome(const QString& told) {
-        const QString db = folder.file("dbscan.mdb");
-        return testsupport::rows(db, "SELECT ScanValue, ReturnValue, Descrip, Unit FROM "
-                                     "tblCodelink ORDER BY ScanValue") +
-               QStringList("--") +
-               testsupport::rows(db, "SELECT ErrorDescription, ScanCode, ReturnCode, Unit FROM "
-                                     "tblImportErrors ORDER BY rowid") +
-               QStringList{told};
-    }
     // The import engine as the item map window runs it, with the options of the command.
     QString engineImport(const QString& path, const QStringList& options) {
-        import::NoProgress progress;
         const std::optional<import::UnitFormat> units =
             options.contains("--units") ? std::optional(import::UnitFormat()) : std::nullopt;
         try {
@@ -155,9 +127,7 @@ protected:
         }
     }
 
-    testsupport::TempProgramFolder folder;
     QTemporaryDir settings; // the command's own per-user settings: the default record format
-    testsupport::ScriptedDialogs dialogs;
 };
 
 } // namespace
@@ -165,22 +135,23 @@ protected:
 TEST_F(RealWorldLines, KeepItemNamesAsWrittenThroughTheEngineAndTheCommand) {
     for (const Case& test : cases()) {
         SCOPED_TRACE(test.name);
-        const QString path = testsupport::writeFile(folder.file(test.file), test.bytes);
+        const QString path = write(test.file, test.bytes);
         const QStringList expected =
             test.codelink + QStringList("--") + test.errors + QStringList{test.told};
-        const auto told = [&](const QString& text) {
-            return text.contains(test.told) ? test.told : text;
+        // The tables after an import, with what it told.
+        const auto outcome = [&](const QString& told) {
+            return codelink() + QStringList("--") + errors() +
+                   QStringList{told.contains(test.told) ? test.told : told};
         };
 
         reset();
-        EXPECT_EQ(outcome(told(engineImport(path, test.options))), expected);
+        EXPECT_EQ(outcome(engineImport(path, test.options)), expected);
 
         reset();
         const importtest::Outcome command = importtest::runProgram(
             folder.path(), QStringList{"import", path} + test.options, settings.path());
         const bool refused = test.codelink.isEmpty();
         EXPECT_EQ(command.status, refused ? 1 : 0) << command.err.toStdString();
-        EXPECT_EQ(outcome(told(refused ? command.err : command.out.split('\n').value(0))),
-                  expected);
+        EXPECT_EQ(outcome(refused ? command.err : command.out.split('\n').value(0)), expected);
     }
 }

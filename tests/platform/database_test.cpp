@@ -1,5 +1,6 @@
 // The database layer on the shipped files: what it refuses to open, text compared without case,
 // the record cursor's edge cases, and a file locked by another program.
+#include "db/db_test_support.h"
 #include "platform/app_error.h"
 #include "platform/database.h"
 #include "support/checks.h"
@@ -11,7 +12,6 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 #include <tuple>
 
 using platform::Database;
@@ -120,22 +120,16 @@ TEST_F(ProgramDatabase, TablesWalkInIndexOrderAndSeekAndKeyWithoutCase) {
 
 TEST(DatabaseFaults, LockedFileWaitsThenFailsClearlyAndKeepsData) {
     TempProgramFolder folder;
-    const int previous = Database::busyTimeoutMs();
-    Database::setBusyTimeoutMs(300);
-    sqlite3* holder = nullptr;
-    ASSERT_EQ(sqlite3_open(folder.file("dbscan.mdb").toUtf8().constData(), &holder), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
-
-    QElapsedTimer waited;
-    waited.start();
     Database db = Database::open(folder.file("dbscan.mdb"));
-    const auto error = errorOf([&] { db.openRecordset("SELECT * FROM tblSettings"); });
-    EXPECT_EQ(error.number, err::FileLocked);
-    EXPECT_TRUE(error.description.contains(QDir::toNativeSeparators(folder.file("dbscan.mdb"))));
-    EXPECT_GE(waited.elapsed(), 250) << "a lock is waited for before failing";
-
-    sqlite3_exec(holder, "ROLLBACK", nullptr, nullptr, nullptr);
-    sqlite3_close(holder);
+    {
+        const dbtest::ShortBusyTimeout fast(300);
+        const dbtest::LockingProcess lock(folder.file("dbscan.mdb"));
+        QElapsedTimer waited;
+        waited.start();
+        const auto error = errorOf([&] { db.openRecordset("SELECT * FROM tblSettings"); });
+        EXPECT_EQ(error.number, err::FileLocked);
+        EXPECT_TRUE(testsupport::namesFile(error.description, folder.file("dbscan.mdb")));
+        EXPECT_GE(waited.elapsed(), 250) << "a lock is waited for before failing";
+    }
     EXPECT_EQ(db.openRecordset("SELECT * FROM tblSettings").recordCount(), 1);
-    Database::setBusyTimeoutMs(previous);
 }

@@ -10,6 +10,7 @@
 #include <QWidget>
 
 #include <functional>
+#include <gtest/gtest.h>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -34,6 +35,14 @@ inline ThrownError errorOf(const std::function<void()>& action) {
         return {error.number(), error.description()};
     }
     return {};
+}
+
+// Whether text holds every one of parts; a failure quotes the text.
+template <class... Parts>
+testing::AssertionResult contains(const QString& text, const Parts&... parts) {
+    return ((text.contains(parts) && ...) ? testing::AssertionSuccess()
+                                          : testing::AssertionFailure())
+           << text.toStdString();
 }
 
 // Whether a message names this file as the program shows it: with the system's separators, and

@@ -53,6 +53,16 @@ TempProgramFolder::~TempProgramFolder() {
     core::resetSharedState();
 }
 
+PrivateRuntimeFolder::PrivateRuntimeFolder()
+    : previous_(qgetenv("XDG_RUNTIME_DIR")) {
+    QFile::setPermissions(dir_.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("XDG_RUNTIME_DIR", dir_.path().toLocal8Bit());
+}
+
+PrivateRuntimeFolder::~PrivateRuntimeFolder() {
+    qputenv("XDG_RUNTIME_DIR", previous_); // empty: not set
+}
+
 QStringList rows(const QString& database, const QString& sql, QChar separator) {
     platform::Database db = platform::Database::open(database);
     QStringList result;

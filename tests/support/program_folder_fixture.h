@@ -34,9 +34,29 @@ public:
         runSql(file(name), statements);
     }
     void writeIni(const QByteArray& contents) const { writeFile(file("transltr.ini"), contents); }
+    // The rows of a query on the folder's dbscan.mdb.
+    QStringList rows(const QString& sql) const {
+        return testsupport::rows(file("dbscan.mdb"), sql);
+    }
 
 private:
     QTemporaryDir dir_;
+};
+
+// A runtime folder of the test's own while the object lives: the one-copy lock of the program
+// started by the test must not meet that of a copy the developer has running.
+class PrivateRuntimeFolder {
+public:
+    PrivateRuntimeFolder();
+    ~PrivateRuntimeFolder();
+    PrivateRuntimeFolder(const PrivateRuntimeFolder&) = delete;
+    PrivateRuntimeFolder& operator=(const PrivateRuntimeFolder&) = delete;
+
+    QString path() const { return dir_.path(); }
+
+private:
+    QTemporaryDir dir_;
+    QByteArray previous_;
 };
 
 } // namespace testsupport

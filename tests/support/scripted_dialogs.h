@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <deque>
+#include <initializer_list>
 #include <vector>
 
 namespace testsupport {
@@ -20,6 +21,9 @@ public:
     ~ScriptedDialogs() override;
 
     void answer(platform::Answer next) { answers_.push_back(next); }
+    void answer(std::initializer_list<platform::Answer> next) {
+        answers_.insert(answers_.end(), next);
+    }
     // std::nullopt scripts a cancel.
     void answerInput(const std::optional<QString>& text) { inputs_.push_back(reply(text)); }
     void answerFile(const std::optional<QString>& path) { files_.push_back(reply(path)); }
