@@ -122,8 +122,7 @@ TEST_F(ProgramSetup, ASharedFileIsCheckedAndUpgradedBeforeItIsUsed) {
     }
 }
 
-// A shared database left at start for this run only (Retry/Cancel answered Cancel) stays the
-// stored choice when other settings are saved.
+// Left at start (Retry/Cancel answered Cancel), it stays the stored choice.
 TEST_F(ProgramSetup, SavingOtherSettingsKeepsASharedDatabaseLeftForThisRun) {
     const QString shared = folder.file("Shared.mdb");
     folder.sql("dbscan.mdb",

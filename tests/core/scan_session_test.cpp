@@ -64,8 +64,6 @@ protected:
 
 } // namespace
 
-// A start that fails stays off and can be tried again; one that succeeds configures the port in
-// order, and stop undoes it.
 TEST_F(ScanSessionTest, StartConfiguresThePortInOrderStopUndoesItAndAFailedStartStaysOff) {
     const auto startError = [&] { return testsupport::errorOf([&] { session.start(); }).number; };
     port.failOpenWith(platform::AppError(platform::err::CommPortAlreadyOpen, "Port already open"));
@@ -155,8 +153,7 @@ TEST_F(ScanSessionTest, QuietModeWaitsTenTicksAfterTheLastChunk) {
     EXPECT_EQ(typed()[3], "7{TAB}1{ENTER}");
 }
 
-// A scan that fails is reported, not acknowledged, and the next is delivered. Then the templates
-// and the keyboard wedge mode.
+// Then the templates, and the keyboard wedge mode.
 TEST_F(ScanSessionTest, AFailedScanIsReportedAndTheNextIsDeliveredInEveryTemplateAndMode) {
     shared().ACK = true;
     session.start();

@@ -24,8 +24,7 @@ struct RestoringDialogs : ScriptedDialogs {
 
 } // namespace
 
-// The local file, or the shared one while sharing is on. A shared file that cannot be reached is
-// asked about: Retry looks again, Cancel turns sharing off until the settings are read again.
+// Retry looks again; Cancel turns sharing off until the settings are read again.
 TEST(GetDbPathTest, LocalOrSharedFileAndRetryOrCancelWhileTheSharedFileIsGone) {
     TempProgramFolder folder;
     folder.sql("dbscan.mdb", "UPDATE tblSettings SET IsDBShared = 1");

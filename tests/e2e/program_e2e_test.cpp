@@ -25,7 +25,6 @@
 #include <memory>
 #include <set>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
@@ -213,7 +212,7 @@ TEST_F(ProgramEndToEnd, ScansReachOnlyOtherApplicationsOneCopyRunsAndExitIsImmed
     expectQuickExit(first, kMain, "%fx"); // File > Exit
     EXPECT_EQ(e2e::keymapText(display_->name()), keymap)
         << "the keys lent to ö and ß given back: the keymap as before the program started";
-    startProgram(first);                  // and from the tray menu, which a right click opens too
+    startProgram(first); // and from the tray menu, which a right click opens too
     ASSERT_TRUE(e2e::pumpUntil([&] { return windows_->focus(kMain); }, 10000));
     windows_->rightClick(100, 60);
     e2e::pumpUntil([] { return false; }, 500);

@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QThread>
 
+#include <functional>
 #include <stdexcept>
 
 namespace e2e {
@@ -76,28 +77,30 @@ class KeyReceiver {
 public:
     enum class Kind { Qt, Gtk, Xterm };
 
-    KeyReceiver(const QString& program, const QString& display, Kind kind = Kind::Qt) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("DISPLAY"), display);
-        environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-        process_.setProcessEnvironment(environment);
-        process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        switch (kind) {
-        case Kind::Qt:
-            process_.start(program, {outputPath(), "-platform", "xcb"});
-            break;
-        case Kind::Gtk:
-            process_.start(program, {outputPath()});
-            break;
-        case Kind::Xterm:
-            process_.start(QStringLiteral("xterm"),
-                           {"-geometry", "80x24+0+0", "-u8", "-e", program, outputPath()});
-            break;
-        }
-        // The window makes its output file once it has the focus.
+    KeyReceiver(const QString& program, const QString& display, Kind kind = Kind::Qt)
+        : KeyReceiver([&](QProcess& process, const QString& output) {
+            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+            environment.insert(QStringLiteral("DISPLAY"), display);
+            environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+            process.setProcessEnvironment(environment);
+            process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+            if (kind == Kind::Xterm)
+                process.start(QStringLiteral("xterm"),
+                              {"-geometry", "80x24+0+0", "-u8", "-e", program, output});
+            else if (kind == Kind::Gtk)
+                process.start(program, {output});
+            else
+                process.start(program, {output, "-platform", "xcb"});
+        }) {}
+
+    // A receiver that start() starts with the file it is to write (as the Windows one under
+    // Wine). The window makes the file once it has the focus.
+    explicit KeyReceiver(const std::function<void(QProcess&, const QString&)>& start,
+                         int focusTimeoutMs = 20000) {
+        start(process_, outputPath());
         const bool ready = pumpUntil(
             [&] { return QFile::exists(outputPath()) || process_.state() == QProcess::NotRunning; },
-            20000);
+            focusTimeoutMs);
         if (!ready || process_.state() != QProcess::Running)
             throw std::runtime_error("the key receiver did not get the focus");
     }

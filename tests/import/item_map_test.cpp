@@ -181,8 +181,7 @@ TEST_F(ItemMap, SwitchingFromAListToAnExportOffersTheExportsFields) {
     EXPECT_EQ(choices(reopened), "Item Name|Item Name");
 }
 
-// Closing the window while a long list is imported asks to stop; the import stops after a whole
-// line, the rows before it stay, and the window closes then.
+// Closing asks to stop; the import stops after a whole line and the window closes then.
 TEST_F(ItemMap, ClosingDuringAnImportStopsItAndKeepsTheRowsWritten) {
     QByteArray lines;
     for (int i = 0; i < 300000; ++i)

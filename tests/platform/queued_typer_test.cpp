@@ -57,8 +57,7 @@ TEST(QueuedTyper, WithoutDelayTypeSendsEverythingAndAFailureDropsTheRest) {
     EXPECT_EQ(typer.bursts, 4);
 }
 
-// A gap of a moment that the system asks for is kept in place, even with an event loop: type()
-// comes back with every key sent.
+// Even with an event loop: type() comes back with every key sent.
 TEST(QueuedTyper, ShortWaitsOfTheSystemAreKeptInPlace) {
     QString sent;
     FakeSystemTyper typer(sent);
@@ -69,8 +68,8 @@ TEST(QueuedTyper, ShortWaitsOfTheSystemAreKeptInPlace) {
         EXPECT_GE(typer.sentAt[i] - typer.sentAt[i - 1], 500us) << "between key " << i;
 }
 
-// With a key delay the keys go out from the event loop, spaced and in order; finish() and the
-// destructor send what is queued at once.
+// With a key delay the keys go out from the event loop; finish() and the destructor send what is
+// queued at once.
 TEST(QueuedTyper, KeyDelayFinishAndDestruction) {
     QString sent;
     {

@@ -61,8 +61,7 @@ TEST(CommSettingsText, ReadsEveryAllowedFormAndRefusesBadTextsNamingTheWrongPart
     EXPECT_EQ(port.settings(), "4800,E,7,1.5") << "in canonical form, and kept after a refusal";
 }
 
-// Wherever two reads cut the bytes, the text is the same: a character cut short is completed by
-// the next read, and bytes that are not valid UTF-8 are Latin-1.
+// A character cut short by one read is completed by the next.
 TEST(SerialTextDecoding, AnyCutGivesTheSameTextAndNonUtf8BytesAreLatin1) {
     const std::pair<QByteArray, QString> cases[] = {
         {"a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z", QStringLiteral("a\u00E9\u20AC\U0001F600z")},
@@ -84,7 +83,6 @@ TEST(SerialTextDecoding, AnyCutGivesTheSameTextAndNonUtf8BytesAreLatin1) {
     }
 }
 
-// A number is a system port and a name stands as it is; what is no serial device cannot open.
 TEST(CommPort, NumbersAreSystemPortsNamesStandAndOnlySerialDevicesOpen) {
     SerialCommControl port;
     const std::pair<const char*, const char*> cases[] = {

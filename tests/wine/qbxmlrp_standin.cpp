@@ -40,14 +40,10 @@ HMODULE module = nullptr;
 LONG objects = 0;
 LONG locks = 0;
 
-std::wstring folder() {
-    wchar_t buffer[MAX_PATH] = {};
-    GetEnvironmentVariableW(L"ORVANE_QBXMLRP_STANDIN", buffer, MAX_PATH);
-    return buffer;
-}
-
 std::filesystem::path fileNamed(const std::wstring& name) {
-    return std::filesystem::path(folder()) / name;
+    wchar_t folder[MAX_PATH] = {};
+    GetEnvironmentVariableW(L"ORVANE_QBXMLRP_STANDIN", folder, MAX_PATH);
+    return std::filesystem::path(folder) / name;
 }
 
 std::string utf8(const std::wstring& text) {
@@ -200,9 +196,7 @@ public:
     HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
                                      VARIANT* result, EXCEPINFO* exception,
                                      UINT* badArgument) override {
-        if (id < 1 || size_t(id) > methods().size())
-            return DISP_E_MEMBERNOTFOUND;
-        if (!(flags & DISPATCH_METHOD))
+        if (id < 1 || size_t(id) > methods().size() || !(flags & DISPATCH_METHOD))
             return DISP_E_MEMBERNOTFOUND;
         const Method& method = methods()[size_t(id) - 1];
         if (parameters->cNamedArgs != 0)
@@ -332,11 +326,4 @@ STDAPI DllRegisterServer() {
         setKey(clsid + L"\\InprocServer32", nullptr, path) &&
         setKey(clsid + L"\\InprocServer32", L"ThreadingModel", L"Apartment");
     return done ? S_OK : E_ACCESSDENIED;
-}
-
-STDAPI DllUnregisterServer() {
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, (std::wstring(L"Software\\Classes\\") + kProgId).c_str());
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE,
-                   (std::wstring(L"Software\\Classes\\CLSID\\") + kClassIdText).c_str());
-    return S_OK;
 }

@@ -18,38 +18,14 @@ const QString kMain = QStringLiteral("Orvane Translator "); // the trailing blan
 const QString kReceiver = QStringLiteral("Orvane key receiver");
 
 // The receiving window built for Windows, which writes down every key it gets.
-class WineReceiver {
-public:
-    WineReceiver() {
-        wine::start(process_, wine::windowsBuild() + "/tests/e2e/orvane-keyreceiver.exe",
-                    {wine::windowsPath(output())});
-        // It makes its output file once it has the focus.
-        if (!e2e::pumpUntil([&] { return QFile::exists(output()); }, 60000))
-            throw std::runtime_error("the receiving window did not get the focus");
-    }
-    ~WineReceiver() { e2e::stop(process_); }
-
-    QString received() const {
-        QFile file(output());
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
-    // What arrived after `from` characters once it ends with an Enter (left off).
-    QString waitForEnter(qsizetype from, int timeoutMs = 20000) const {
-        QString text;
-        const bool done = e2e::pumpUntil(
-            [&] {
-                text = received().mid(from);
-                return text.endsWith("{ENTER}");
-            },
-            timeoutMs);
-        return done ? text.chopped(7) : QStringLiteral("(timed out) ") + text;
-    }
-
-private:
-    QString output() const { return dir_.filePath("keys.txt"); }
-
-    QTemporaryDir dir_;
-    QProcess process_;
+struct WineReceiver : e2e::KeyReceiver {
+    WineReceiver()
+        : KeyReceiver(
+              [](QProcess& process, const QString& output) {
+                  wine::start(process, wine::windowsBuild() + "/tests/e2e/orvane-keyreceiver.exe",
+                              {wine::windowsPath(output)});
+              },
+              60000) {}
 };
 
 class WineProgram : public ::testing::Test {
@@ -84,7 +60,7 @@ protected:
     QString scan(const WineReceiver& receiver, const QByteArray& bytes) {
         const qsizetype from = receiver.received().size();
         pair_.writeToPeer(bytes);
-        return receiver.waitForEnter(from);
+        return receiver.waitForEnd(from, "{ENTER}", 20000);
     }
 
     // A scan sent now is neither typed nor acknowledged.

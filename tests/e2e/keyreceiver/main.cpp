@@ -9,7 +9,9 @@
 #include <QTimer>
 #include <QWidget>
 
-#include <map>
+#include <algorithm>
+#include <iterator>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -17,34 +19,32 @@ namespace {
 using platform::KeyAction;
 using platform::NamedKey;
 
-const std::map<int, NamedKey> kNamedKeys = {{Qt::Key_Backspace, NamedKey::Backspace},
-                                            {Qt::Key_Pause, NamedKey::Break},
-                                            {Qt::Key_CapsLock, NamedKey::CapsLock},
-                                            {Qt::Key_Delete, NamedKey::Delete},
-                                            {Qt::Key_Down, NamedKey::Down},
-                                            {Qt::Key_End, NamedKey::End},
-                                            {Qt::Key_Return, NamedKey::Enter},
-                                            {Qt::Key_Enter, NamedKey::Enter},
-                                            {Qt::Key_Escape, NamedKey::Escape},
-                                            {Qt::Key_Help, NamedKey::Help},
-                                            {Qt::Key_Home, NamedKey::Home},
-                                            {Qt::Key_Insert, NamedKey::Insert},
-                                            {Qt::Key_Left, NamedKey::Left},
-                                            {Qt::Key_NumLock, NamedKey::NumLock},
-                                            {Qt::Key_PageDown, NamedKey::PageDown},
-                                            {Qt::Key_PageUp, NamedKey::PageUp},
-                                            {Qt::Key_Print, NamedKey::PrintScreen},
-                                            {Qt::Key_Right, NamedKey::Right},
-                                            {Qt::Key_ScrollLock, NamedKey::ScrollLock},
-                                            {Qt::Key_Tab, NamedKey::Tab},
-                                            {Qt::Key_Backtab, NamedKey::Tab},
-                                            {Qt::Key_Up, NamedKey::Up}};
+// Qt's keys for the named keys up to Up, in the order of NamedKey; the keypad's for those after
+// F16. (F1 to F16 are in a row in both.)
+const int kKeys[] = {Qt::Key_Backspace, Qt::Key_Pause,      Qt::Key_CapsLock, Qt::Key_Delete,
+                     Qt::Key_Down,      Qt::Key_End,        Qt::Key_Return,   Qt::Key_Escape,
+                     Qt::Key_Help,      Qt::Key_Home,       Qt::Key_Insert,   Qt::Key_Left,
+                     Qt::Key_NumLock,   Qt::Key_PageDown,   Qt::Key_PageUp,   Qt::Key_Print,
+                     Qt::Key_Right,     Qt::Key_ScrollLock, Qt::Key_Tab,      Qt::Key_Up};
+const int kKeypadKeys[] = {Qt::Key_Plus, Qt::Key_Minus, Qt::Key_Asterisk, Qt::Key_Slash};
 
-const std::map<int, NamedKey> kKeypadKeys = {{Qt::Key_Plus, NamedKey::Add},
-                                             {Qt::Key_Minus, NamedKey::Subtract},
-                                             {Qt::Key_Asterisk, NamedKey::Multiply},
-                                             {Qt::Key_Slash, NamedKey::Divide},
-                                             {Qt::Key_Enter, NamedKey::Enter}};
+std::optional<NamedKey> namedKey(int key, bool keypad) {
+    if (key == Qt::Key_Enter)
+        return NamedKey::Enter;
+    const auto place = [](const auto& keys, int wanted) -> std::optional<int> {
+        const auto found = std::ranges::find(keys, wanted);
+        return found == std::end(keys) ? std::nullopt
+                                       : std::optional(int(found - std::begin(keys)));
+    };
+    if (keypad) {
+        const auto found = place(kKeypadKeys, key);
+        return found ? std::optional(NamedKey(int(NamedKey::Add) + *found)) : std::nullopt;
+    }
+    if (key >= Qt::Key_F1 && key <= Qt::Key_F16)
+        return NamedKey(int(NamedKey::F1) + (key - Qt::Key_F1));
+    const auto found = place(kKeys, key == Qt::Key_Backtab ? int(Qt::Key_Tab) : key);
+    return found ? std::optional(NamedKey(*found)) : std::nullopt;
+}
 
 bool isModifierKey(int key) {
     return key == Qt::Key_Shift || key == Qt::Key_Control || key == Qt::Key_Alt ||
@@ -70,12 +70,8 @@ platform::KeyActions actionsFor(const QKeyEvent& event) {
                                    {Qt::ControlModifier, platform::ControlModifier},
                                    {Qt::AltModifier, platform::AltModifier}})
         modifiers |= event.modifiers() & qt ? ours : platform::NoModifier;
-    const bool keypad = event.modifiers() & Qt::KeypadModifier;
-    const auto& names = keypad ? kKeypadKeys : kNamedKeys;
-    if (const auto name = names.find(key); name != names.end())
-        return {KeyAction::Named(name->second, modifiers)};
-    if (!keypad && key >= Qt::Key_F1 && key <= Qt::Key_F16)
-        return {KeyAction::Named(NamedKey(int(NamedKey::F1) + (key - Qt::Key_F1)), modifiers)};
+    if (const auto name = namedKey(key, event.modifiers() & Qt::KeypadModifier))
+        return {KeyAction::Named(*name, modifiers)};
     if (modifiers & (platform::ControlModifier | platform::AltModifier)) {
         // With Ctrl the text is a control character (or nothing): the key tells which one, and
         // always for a letter.
