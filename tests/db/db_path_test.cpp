@@ -51,7 +51,6 @@ TEST(GetDbPathTest, LocalOrSharedFileAndRetryOrCancelWhileTheSharedFileIsGone) {
     EXPECT_FALSE(core::shared().IsDBShared);
     EXPECT_EQ(db::GetDbPath(), folder.file("dbScan.mdb"));
     EXPECT_EQ(dialogs.messages().size(), 3u) << "later calls no longer ask";
-    EXPECT_EQ(testsupport::rows(folder.file("dbscan.mdb"), "SELECT IsDBShared FROM tblSettings"),
-              QStringList{"1"})
+    EXPECT_EQ(folder.rows("SELECT IsDBShared FROM tblSettings"), QStringList{"1"})
         << "the stored setting is left alone";
 }

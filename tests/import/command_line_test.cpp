@@ -70,13 +70,13 @@ TEST_F(CommandLine, ImportExportAndLookUp) {
                               "'\"', 12)");
     const QString table = "SELECT ScanValue, ReturnValue, Descrip, Unit FROM tblCodelink ORDER BY "
                           "ScanValue";
-    QStringList before = testsupport::rows(db(), table);
+    QStringList before = dir.rows(table);
     before.replaceInStrings("\r\n", " ");
     const Outcome exported = run({"export", dir.file("table.txt")});
     EXPECT_EQ(exported.status, 0) << exported.err.toStdString();
     testsupport::runSql(db(), "DELETE FROM tblCodelink");
     EXPECT_EQ(run({"import", dir.file("table.txt")}).status, 0);
-    EXPECT_EQ(testsupport::rows(db(), table), before);
+    EXPECT_EQ(dir.rows(table), before);
 
     const QString iif = write("items.iif", "!HDR\r\nHDR\r\n!CUSTITEMDICT\r\nINVITEM\tBOLT\t1\t0"
                                            "\tINVENTORY\tSteel bolt\r\n");

@@ -80,9 +80,7 @@ TEST_F(ProgramDatabase, NewRowsTakeDefaultsDeletedRowsAreGoneAndQueriesAreReadOn
     byPlace.edit();
     byPlace.setValue("Use", 7);
     byPlace.update();
-    EXPECT_EQ(testsupport::rows(folder.file("dbscan.mdb"),
-                                "SELECT Use FROM tblAppendStr WHERE Name = 'Mine'"),
-              QStringList{"7"});
+    EXPECT_EQ(folder.rows("SELECT Use FROM tblAppendStr WHERE Name = 'Mine'"), QStringList{"7"});
 }
 
 // A table opens on its first row and walks in index order, also on from a sought row; seeks and
