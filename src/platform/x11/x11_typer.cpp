@@ -54,7 +54,10 @@ protected:
         // Mapping events piled up since the last burst say nothing the fresh map does not.
         XSync(*display_, True);
         readKeyboard();
+        // A hold the last burst gave up waiting for may have ended unseen since: a modifier
+        // down now is waited for afresh.
         modifiersCheckedAt_ = {};
+        modifiersHeldSince_.reset();
     }
 
     std::optional<Clock::time_point> sendKey(const KeyAction& action) override {
