@@ -209,6 +209,20 @@ TEST_F(X11Typing, OtherLayoutsTypeTheSameCharacters) {
             mappingChanges();
             EXPECT_EQ(typeAndReceive("Привет"), "Привет");
             EXPECT_EQ(mappingChanges(), 0);
+            // The user switches to the other layout while a slow scan is typed: the rest of
+            // it comes out as given all the same, and the layout stays as the user chose.
+            typer_->setKeyDelay(20);
+            const qsizetype from = receiver_->received().size();
+            typer_->type(ParseSendKeys("abcdefgh" + kEndMarker));
+            e2e::pumpUntil([] { return false; }, 70);
+            XkbLockGroup(x_, XkbUseCoreKbd, 1);
+            XSync(x_, False);
+            EXPECT_EQ(receiver_->waitForEnd(from, kEndMarker), "abcdefgh");
+            XkbStateRec state{};
+            XkbGetState(x_, XkbUseCoreKbd, &state);
+            EXPECT_EQ(state.locked_group, 1);
+            XkbLockGroup(x_, XkbUseCoreKbd, 0);
+            typer_->setKeyDelay(0);
         }
         EXPECT_EQ(typeAndReceive(text), canonical(text)) << layout.toStdString();
     }

@@ -141,14 +141,21 @@ private:
         return std::nullopt;
     }
 
-    // When a modifier is held: the time to look again, until the limit is reached.
+    // When a modifier is held: the time to look again, until the limit is reached. The same
+    // look at the keyboard notices a layout the user switched to while keys went out: the rest
+    // is planned on it, so that it neither types that layout's characters nor is undone.
     std::optional<Clock::time_point> waitForReleasedModifiers() {
         const auto now = Clock::now();
         if (now - modifiersCheckedAt_ < kModifierPoll)
             return std::nullopt;
         modifiersCheckedAt_ = now;
-        if (!userHoldsModifier()) {
+        XkbStateRec state{};
+        if (XkbGetState(*display_, XkbUseCoreKbd, &state) != Success)
+            return std::nullopt;
+        if (!userHoldsModifier(state)) {
             modifiersHeldSince_.reset();
+            if (state.group != map_.activeGroup())
+                readKeyboard();
             return std::nullopt;
         }
         if (!modifiersHeldSince_)
@@ -160,10 +167,7 @@ private:
 
     // The typer's own modifiers are always released again by the time this asks the server.
     // Caps Lock and Num Lock are locks, not held keys; a held group switch counts.
-    bool userHoldsModifier() const {
-        XkbStateRec state{};
-        if (XkbGetState(*display_, XkbUseCoreKbd, &state) != Success)
-            return false;
+    static bool userHoldsModifier(const XkbStateRec& state) {
         return (state.base_mods & ~LockMask) != 0 || state.base_group != 0;
     }
 
