@@ -187,6 +187,18 @@ TEST_F(X11Typing, TypingWaitsWhileTheUserHoldsShift) {
     typedOnceReleased();
 }
 
+// Caps Lock is left on: receivers turn letters to capitals, as for the user's own keys. X takes
+// the capitals of ß, µ and ÿ for keysyms that do not exist; on a lent key the receiver must not
+// be left to make them.
+TEST_F(X11Typing, CapsLockLosesNoCharacterOnLentKeys) {
+    XkbLockModifiers(x_, XkbUseCoreKbd, LockMask, LockMask);
+    XSync(x_, False);
+    const QString typed = typeAndReceive(QStringLiteral("ß µ ÿ é a ßÿ"));
+    XkbLockModifiers(x_, XkbUseCoreKbd, LockMask, 0);
+    XSync(x_, False);
+    EXPECT_EQ(typed, QStringLiteral("ß µ Ÿ É A ßŸ"));
+}
+
 TEST_F(X11Typing, KeysSpacedByTheKeyDelayAllArrive) {
     // With a delay the keys go out one by one from the event loop, each pushed out to X.
     typer_->setKeyDelay(40);
