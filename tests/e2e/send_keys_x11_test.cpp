@@ -122,6 +122,8 @@ TEST_F(X11Typing, AsciiSpecialsNamedKeysAndModifiersArriveExactly) {
     // "A" needs Shift on its own; "+(ab)" holds it for a group; neither may leak into what
     // follows, on the layout's keys or on lent ones.
     EXPECT_EQ(typeAndReceive("AbC+(ab)c1+1é+éÉe"), "AbCABc1!éÉÉe");
+    // Signs the layout lacks, with Shift and without, lent in one batch.
+    EXPECT_EQ(typeAndReceive("¦+¤§+¶"), "¦¤§¶");
 }
 
 TEST_F(X11Typing, ForeignCharactersArriveOnLentKeysInTheirCase) {

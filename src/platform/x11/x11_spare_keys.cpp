@@ -108,12 +108,10 @@ std::set<KeyCode> SpareKeys::keycodes() const {
 }
 
 std::optional<std::size_t> SpareKeys::holder(const Want& want) const {
-    const bool letter = isLetter(want);
     for (std::size_t i = 0; i < slots_.size(); ++i) {
         const KeysymPair& pair = slots_[i].pair;
-        const bool fits = !want.seen ? pair.plain == want.keysym || pair.shifted == want.keysym
-                          : letter   ? normalized(pair) == want.casePair
-                                     : pair.plain == want.keysym;
+        const bool fits = want.seen ? normalized(pair) == want.casePair
+                                    : pair.plain == want.keysym || pair.shifted == want.keysym;
         if (fits)
             return i;
     }
@@ -157,7 +155,6 @@ std::vector<KeysymPair> SpareKeys::Batch::newPairs() const {
         return found == homeless_.end() ? nullptr : &*found;
     };
     std::vector<KeysymPair> pairs;
-    std::vector<KeySym> firstLevel;
     std::vector<KeySym> others;
     for (const Want& want : homeless_) {
         const KeysymPair& both = want.casePair;
@@ -169,26 +166,16 @@ std::vector<KeysymPair> SpareKeys::Batch::newPairs() const {
         if (isLetter(want) && (want.seen || (small && capital) || lost)) {
             if (std::find(pairs.begin(), pairs.end(), both) == pairs.end())
                 pairs.push_back(both);
-        } else if (lost) {
-            pairs.push_back({want.keysym, want.keysym}); // shares its key with nothing
+        } else if (want.seen || lost) {
+            // A key of its own, on which a Shift the receiver sees selects no other keysym.
+            pairs.push_back({want.keysym, want.keysym});
         } else {
-            (want.seen ? firstLevel : others).push_back(want.keysym);
+            others.push_back(want.keysym);
         }
     }
-    const auto take = [&](KeySym alone) {
-        if (others.empty())
-            return alone;
-        const KeySym keysym = others.back();
-        others.pop_back();
-        return keysym;
-    };
-    for (const KeySym keysym : firstLevel)
-        pairs.push_back({keysym, take(keysym)});
-    while (!others.empty()) {
-        const KeySym first = others.back();
-        others.pop_back();
-        pairs.push_back({first, take(first)});
-    }
+    // The rest two to a key, the second typed with Shift.
+    for (std::size_t i = 0; i < others.size(); i += 2)
+        pairs.push_back({others[i], others[std::min(i + 1, others.size() - 1)]});
     return pairs;
 }
 

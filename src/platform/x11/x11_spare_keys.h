@@ -38,7 +38,7 @@ public:
     // (the keysym twice when it has none), and whether the receiver sees the key itself rather
     // than only its character: a named key, or a character typed with modifiers. Such a key
     // must be where a keyboard has it: a letter on a key of its two cases, Shift giving the
-    // capital, anything else on a first level, with no Shift that the receiver would see.
+    // capital, anything else on a key of its own, which Shift leaves as it is.
     struct Want {
         KeySym keysym = NoSymbol;
         KeysymPair casePair;
@@ -50,8 +50,9 @@ public:
 
     // The characters one batch of lending covers, gathered through the coming text. A key has
     // two levels: a case pair shares one key, as on a keyboard, and other characters go two to
-    // a key, the second typed with Shift (but for one Caps Lock would lose, which has a key to
-    // itself). A key that holds a character of the batch already is kept as it is.
+    // a key, the second typed with Shift (but for one the receiver sees or Caps Lock would
+    // lose, which has a key to itself). A key that holds a character of the batch already is
+    // kept as it is.
     class Batch {
     public:
         // False when no key is left for it: the batch ends before it.
@@ -63,8 +64,8 @@ public:
             : pool_(&pool)
             , kept_(pool.slots_.size(), false) {}
         std::size_t keysNeeded() const;
-        // The pairs the keysyms no key holds yet are given: case pairs, then the others two to
-        // a key, those the receiver sees on the first level.
+        // The pairs the keysyms no key holds yet are given: case pairs and keys of their own,
+        // then the others two to a key.
         std::vector<KeysymPair> newPairs() const;
 
         const SpareKeys* pool_;
