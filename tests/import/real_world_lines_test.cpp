@@ -56,6 +56,13 @@ const std::vector<Case>& cases() {
          {},
          "lines read 10, rows written 3 (3 new, 0 replaced), rows removed 0, error rows 0, lines "
          "skipped 7"},
+        {"a list saved by a Mac spreadsheet: CR alone ends a line",
+         "mac.csv",
+         "Wrench,0012,\"Wrench, 10\"\"\"\rHammer,0034,Claw hammer\r",
+         {},
+         {"0012|Wrench|Wrench, 10\"|1", "0034|Hammer|Claw hammer|1"},
+         {},
+         "lines read 2, rows written 2"},
         {"a line of column names, one of them the unit",
          "named.csv",
          "Item,UPC,Description,Unit\r\nWIDGET,0012,Widget,6\r\n",
