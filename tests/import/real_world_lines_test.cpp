@@ -85,14 +85,16 @@ const std::vector<Case>& cases() {
          {"Duplicate scan value (line 3 kept)|abc|A|1",
           "Duplicate scan value (line 3 kept)|ABC|B|1"},
          "lines read 3, rows written 1 (1 new, 0 replaced), rows removed 0, error rows 2"},
-        {"units of measure, one of them not a number",
+        {"units of measure, one of them not a number, one line without a barcode",
          "cases.csv",
-         "CASE-1,\"111111,6;222222,12;333333\",Widget\r\nBOX,\"444444,zero\",Box\r\n",
+         "CASE-1,\"111111,6;222222,12;333333\",Widget\r\nBOX,\"444444,zero\",Box\r\n"
+         "BAG,\" ; \",Bag\r\n",
          {"--units"},
          {"111111|CASE-1|Widget|6", "222222|CASE-1|Widget|12", "333333|CASE-1|Widget|1"},
-         {"Unit of measure \"zero\" is not a positive number|444444|BOX|1"},
-         "lines read 2 with 4 barcodes, rows written 3 (3 new, 0 replaced), rows removed 0, error "
-         "rows 1"},
+         {"Unit of measure \"zero\" is not a positive number|444444|BOX|1",
+          "No Scan Value| |BAG|1"},
+         "lines read 3 with 5 barcodes, rows written 3 (3 new, 0 replaced), rows removed 0, error "
+         "rows 2"},
         {"a zip archive renamed",
          "archive.csv",
          QByteArray("PK\x03\x04\x14\x00\x08\x00\x08\x00", 10) + "items.csv\x8b\x01",
