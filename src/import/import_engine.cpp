@@ -194,6 +194,8 @@ QList<Barcode> barcodesOf(const QString& scan, const std::optional<UnitFormat>& 
         const QString barcode = trimBlanks(record.left(split)).toString();
         barcodes << barcodeWithUnit(barcode, split < 0 ? lineUnit : record.mid(split + 1));
     }
+    if (barcodes.isEmpty()) // separators only: a line without a scan value, not no line at all
+        barcodes << barcodeWithUnit(QString(), lineUnit);
     return barcodes;
 }
 

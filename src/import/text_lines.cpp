@@ -65,6 +65,78 @@ bool asciiOnly(QByteArrayView bytes) {
     return std::all_of(at, end, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
+// The last character of old DOS files.
+constexpr char kEndOfFileMark = 0x1A;
+
+// The character of the unit at at when it is ASCII (a UTF-16 unit is two bytes); anything else
+// in UTF-16 gives 0.
+char unitAt(QByteArrayView bytes, qsizetype at, TextLines::Encoding encoding) {
+    switch (encoding) {
+    case TextLines::Encoding::Utf16LE:
+        return bytes[at + 1] == 0 ? bytes[at] : 0;
+    case TextLines::Encoding::Utf16BE:
+        return bytes[at] == 0 ? bytes[at + 1] : 0;
+    default:
+        return bytes[at];
+    }
+}
+
+// The line ends of a file, counted piece by piece (a CR LF pair may be split between two pieces),
+// and how the file ends, to tell whether its lines end in CR alone and whether the last line has
+// its end.
+class LineEnds {
+public:
+    explicit LineEnds(TextLines::Encoding encoding)
+        : encoding_(encoding)
+        , width_(utf16(encoding) ? 2 : 1) {}
+
+    void count(QByteArrayView piece) {
+        if (width_ == 1) {
+            feeds_ += piece.count('\n');
+            returns_ += piece.count('\r');
+            pairs_ += piece.count("\r\n") + (lastUnit(tail_) == '\r' && piece.startsWith('\n'));
+        } else {
+            char previous = lastUnit(tail_);
+            for (qsizetype at = 0; at + 1 < piece.size(); at += 2) {
+                const char unit = unitAt(piece, at, encoding_);
+                feeds_ += unit == '\n';
+                returns_ += unit == '\r';
+                pairs_ += unit == '\n' && previous == '\r';
+                previous = unit;
+            }
+        }
+        tail_.append(piece.last(std::min<qsizetype>(piece.size(), 4)));
+        tail_ = tail_.right(4);
+    }
+    // Whether lines end in CR alone: such CRs outnumber the line feeds (which in such a file
+    // are breaks within quoted values).
+    bool crLines() const { return returns_ - pairs_ > feeds_; }
+    qint64 lines() const { return crLines() ? returns_ : feeds_; }
+    // Whether the last line has its line end; an end-of-file mark after it is no line.
+    bool lastLineEnded() const {
+        QByteArrayView end = tail_;
+        if (width_ == 1 && end.endsWith(kEndOfFileMark))
+            end.chop(1);
+        const char last = lastUnit(end);
+        if (!crLines())
+            return last == '\n';
+        return last == '\r' || (last == '\n' && lastUnit(end.chopped(width_)) == '\r');
+    }
+    bool endsWithMark() const { return width_ == 1 && tail_.endsWith(kEndOfFileMark); }
+
+private:
+    char lastUnit(QByteArrayView bytes) const {
+        return bytes.size() >= width_ ? unitAt(bytes, bytes.size() - width_, encoding_) : 0;
+    }
+
+    TextLines::Encoding encoding_;
+    qsizetype width_;
+    qint64 feeds_ = 0;
+    qint64 returns_ = 0;
+    qint64 pairs_ = 0;
+    QByteArray tail_; // the last four bytes read
+};
+
 qint64 strayControls(QByteArrayView bytes) {
     return std::count_if(bytes.begin(), bytes.end(),
                          [](char c) { return strayControl(static_cast<unsigned char>(c)); });
@@ -145,33 +217,26 @@ void TextLines::firstPass(FirstPass pass) {
         encoding_ = Encoding::Utf16BE;
     const qint64 markSize = utf16(encoding_) ? 2 : start == kUtf8Mark ? 3 : 0;
     empty_ = file_.size() <= markSize;
-    const int newlineHigh = encoding_ == Encoding::Utf16BE ? 0 : 1; // which byte of a unit is 0
+    LineEnds ends(encoding_);
     Utf8Check check;
     qint64 offset = 0;
-    char last = '\n';
     while (!file_.atEnd()) {
         const QByteArray piece = file_.read(kPiece); // an even size: UTF-16 units stay whole
         if (piece.isEmpty())
             readFailure(file_);
-        if (utf16(encoding_)) {
-            for (qsizetype i = 0; i + 1 < piece.size(); i += 2) {
-                if (piece[i + 1 - newlineHigh] == '\n' && piece[i + newlineHigh] == 0)
-                    ++lineCount_;
-            }
-            if (piece.size() >= 2)
-                last = piece[piece.size() - 1 - newlineHigh];
-        } else {
+        ends.count(piece);
+        if (!utf16(encoding_)) {
             check.feed(piece);
-            lineCount_ += piece.count('\n');
             binary_ = binary_ || piece.contains('\0') ||
                       (offset == 0 && strayControls(piece) * kControlsPerBinary > piece.size());
-            last = piece.back();
         }
         offset += piece.size();
         if (pass == FirstPass::Head)
             break;
     }
-    if (last != '\n' && offset > markSize)
+    lineBreak_ = ends.crLines() ? '\r' : '\n';
+    lineCount_ = ends.lines();
+    if (!ends.lastLineEnded() && offset > markSize + ends.endsWithMark())
         ++lineCount_; // a last line without its line end
     if (!utf16(encoding_)) {
         // A head may end in the middle of a character.
@@ -189,24 +254,38 @@ void TextLines::rewind() {
     const QByteArray start = file_.peek(3);
     if (utf16(encoding_))
         file_.read(2);
-    else if (encoding_ == Encoding::Utf8 && start == kUtf8Mark)
-        file_.read(3);
+    else if (start == kUtf8Mark)
+        file_.read(3); // also in a file that is not all UTF-8: the mark is never text
 }
 
-// Where the line that starts at from ends (after its line feed) in the buffer; -1 when the buffer
-// holds no line end. In UTF-16 the line-feed byte may also be half of another character: only a
-// whole unit that is a line feed ends a line.
+// Where the line that starts at from ends (after its line end) in the buffer; -1 when the buffer
+// does not hold its end yet. In UTF-16 the line-end byte may also be half of another character:
+// only a whole unit ends a line.
 qsizetype TextLines::lineEnd(qsizetype from) const {
-    if (!utf16(encoding_)) {
-        const qsizetype feed = buffer_.indexOf('\n', from);
-        return feed < 0 ? -1 : feed + 1;
-    }
-    const int low = encoding_ == Encoding::Utf16LE ? 0 : 1;
-    for (qsizetype unit = from; unit + 1 < buffer_.size(); unit += 2) {
-        if (buffer_[unit + low] == '\n' && buffer_[unit + 1 - low] == 0)
-            return unit + 2;
+    const qsizetype width = utf16(encoding_) ? 2 : 1;
+    const qsizetype at = findUnit(lineBreak_, from);
+    if (at < 0)
+        return -1;
+    const qsizetype end = at + width;
+    if (lineBreak_ != '\r')
+        return end;
+    if (end + width <= buffer_.size())
+        return isUnit(end, '\n') ? end + width : end;
+    return file_.atEnd() ? end : -1; // whether a line feed follows the CR is still to be read
+}
+
+qsizetype TextLines::findUnit(char unit, qsizetype from) const {
+    if (!utf16(encoding_))
+        return buffer_.indexOf(unit, from);
+    for (qsizetype at = from; at + 1 < buffer_.size(); at += 2) {
+        if (isUnit(at, unit))
+            return at;
     }
     return -1;
+}
+
+bool TextLines::isUnit(qsizetype at, char unit) const {
+    return unitAt(buffer_, at, encoding_) == unit;
 }
 
 // The bytes of the next line, with its line end; they stay valid until the next call.
@@ -219,11 +298,11 @@ bool TextLines::nextLineBytes(QByteArrayView& bytes) {
             return true;
         }
         if (file_.atEnd()) {
-            if (taken_ == buffer_.size())
-                return false;
             bytes = QByteArrayView(buffer_).sliced(taken_); // a last line without its line end
             taken_ = buffer_.size();
-            return true;
+            if (!utf16(encoding_) && bytes.endsWith(kEndOfFileMark))
+                bytes.chop(1);
+            return !bytes.isEmpty();
         }
         buffer_.remove(0, taken_); // whole lines and whole units are gone
         taken_ = 0;

@@ -29,8 +29,11 @@ private:
 QString fromWindows1252(QByteArrayView bytes);
 
 // The lines of a text file, read one at a time, without their CR LF or LF. A file with a UTF-16
-// byte-order mark is UTF-16; otherwise the whole file is UTF-8 when it is valid UTF-8 (a
-// byte-order mark is skipped), else Windows-1252. Deciding that reads the file once before the
+// byte-order mark is UTF-16; otherwise the whole file is UTF-8 when it is valid UTF-8, else
+// Windows-1252 (a UTF-8 byte-order mark is skipped either way). Lines end in LF or CR LF; in a
+// file whose lines end in CR alone (as Mac programs write them, a CR alone outnumbering the line
+// feeds) they end in CR or CR LF, and a line feed on its own is text. An end-of-file mark (^Z)
+// that old DOS programs put last is not read. Deciding all that reads the file once before the
 // first line, in pieces, so memory stays flat, and counts its lines and tells on the way whether
 // it is text at all. A file that cannot be opened or read throws AppError naming it.
 class TextLines {
@@ -63,6 +66,8 @@ private:
     void firstPass(FirstPass pass);
     bool nextLineBytes(QByteArrayView& bytes);
     qsizetype lineEnd(qsizetype from) const;
+    qsizetype findUnit(char unit, qsizetype from) const;
+    bool isUnit(qsizetype at, char unit) const;
     void decode(QByteArrayView bytes, QString& line) const;
 
     QFile file_;
@@ -71,6 +76,8 @@ private:
     QByteArray buffer_;
     qsizetype taken_ = 0;
     Encoding encoding_ = Encoding::Utf8;
+    char lineBreak_ =
+        '\n'; // what ends a line: a line feed, or a CR (a line feed after it joins it)
     qint64 linesRead_ = 0;
     qint64 lineCount_ = 0;
     bool empty_ = true;

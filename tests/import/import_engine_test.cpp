@@ -35,6 +35,15 @@ TEST(TextLines, Utf8AndWindows1252WithEitherLineEnd) {
               QStringList({"Cl\u00E9", "\u010A"}))
         << "UTF-16 with its mark; a unit whose low byte is a line feed is a character";
     EXPECT_EQ(read(""), QStringList());
+    EXPECT_EQ(read("R1\tS1\rR2\t\"two\nlines\"\rR3\rR4\r\n\x1A"),
+              QStringList({"R1\tS1", "R2\t\"two\nlines\"", "R3", "R4"}))
+        << "lines that end in CR alone (a line feed right after one belongs to it), and the "
+           "end-of-file mark of DOS programs";
+    EXPECT_EQ(read("A\tB\x1A"), QStringList({"A\tB"}));
+    EXPECT_EQ(read("\xEF\xBB\xBF"
+                   "Caf\xC3\xA9\nx\x96y"),
+              QStringList({"Caf\u00C3\u00A9", "x\u2013y"}))
+        << "the mark of a file that is not all UTF-8 is no text";
 }
 
 // Lines are cut from pieces read ahead: lines, characters and UTF-16 units that cross the end of
@@ -54,6 +63,15 @@ TEST(TextLines, LinesAcrossTheReadAheadPieces) {
         EXPECT_EQ(read, written);
         EXPECT_EQ(lines.position(), lines.size());
     }
+    // Lines that end in CR alone, one of them in CR LF split between two pieces.
+    const QByteArray first(65535, 'x');
+    import::TextLines lines(writeFile(dir.filePath("cr.txt"), first + "\r\nb\rc\rd"));
+    QStringList read;
+    for (QString line; lines.next(line);)
+        read << line;
+    EXPECT_EQ(read.size(), 4);
+    EXPECT_TRUE(read.value(0) == first);
+    EXPECT_EQ(read.mid(1), QStringList({"b", "c", "d"}));
 }
 
 using Engine = importtest::ImportTest;
