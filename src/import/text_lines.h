@@ -76,8 +76,8 @@ private:
     QByteArray buffer_;
     qsizetype taken_ = 0;
     Encoding encoding_ = Encoding::Utf8;
-    char lineBreak_ =
-        '\n'; // what ends a line: a line feed, or a CR (a line feed after it joins it)
+    // What ends a line: a line feed, or a CR (a line feed after it joins it).
+    char lineBreak_ = '\n';
     qint64 linesRead_ = 0;
     qint64 lineCount_ = 0;
     bool empty_ = true;
