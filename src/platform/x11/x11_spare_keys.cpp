@@ -46,30 +46,18 @@ bool isCasePair(KeysymPair pair) {
     return lower == pair.plain && upper == pair.shifted && lower != upper;
 }
 
-// Whether Caps Lock would lose the keysym on a key whose type leaves Caps Lock to the receiver.
-// The receiver then types the capital that X gives for it, and X gives the capitals of ß, µ and
-// ÿ as code points, which are no keysyms: Qt and xterm type nothing at all.
-bool capsLockLoses(KeySym keysym) {
-    KeySym lower = NoSymbol;
-    KeySym upper = NoSymbol;
-    XConvertCase(keysym, &lower, &upper);
-    return keysym <= 0xFF && upper > 0xFF;
-}
-
 // A key's contents as the pool sets them: nothing at all, or the pair in the first group. A
-// case pair is a letter key, whose level Caps Lock selects as for the layout's own letters; so
-// is a keysym Caps Lock would lose, with its key to itself (its level 2 is its capital or
-// itself); two other keysyms are two plain levels; a keysym alone has one level.
+// case pair is a letter key, whose level Caps Lock selects as for the layout's own letters; two
+// other keysyms are two plain levels; a keysym alone has one level.
 void setKeysyms(XkbDescPtr desc, KeyCode keycode, KeysymPair pair) {
     const bool empty = pair == KeysymPair{};
-    const bool letterKey = !empty && (isCasePair(pair) || capsLockLoses(pair.plain));
-    const bool twoLevels = letterKey || (!empty && normalized(pair).shifted != pair.plain);
+    const bool twoLevels = !empty && normalized(pair).shifted != pair.plain;
     const int width = empty ? 0 : twoLevels ? 2 : 1;
     KeySym* syms = XkbResizeKeySyms(desc, keycode, width);
     XkbSymMapRec& map = desc->map->key_sym_map[keycode];
-    map.kt_index[0] = letterKey   ? XkbAlphabeticIndex
-                      : twoLevels ? XkbTwoLevelIndex
-                                  : XkbOneLevelIndex;
+    map.kt_index[0] = !twoLevels         ? XkbOneLevelIndex
+                      : isCasePair(pair) ? XkbAlphabeticIndex
+                                         : XkbTwoLevelIndex;
     map.group_info = XkbSetNumGroups(0, empty ? 0 : 1);
     map.width = std::uint8_t(width);
     if (width > 0)
@@ -160,13 +148,12 @@ std::vector<KeysymPair> SpareKeys::Batch::newPairs() const {
         const KeysymPair& both = want.casePair;
         const Want* small = homeless(both.plain);
         const Want* capital = homeless(both.shifted);
-        // Both cases wanted, or one typed with modifiers, or one Caps Lock would lose: the
-        // letter gets a key as on a keyboard.
-        const bool lost = capsLockLoses(want.keysym);
-        if (isLetter(want) && (want.seen || (small && capital) || lost)) {
+        // Both cases wanted, or one typed with modifiers: the letter gets a key as on a
+        // keyboard.
+        if (isLetter(want) && (want.seen || (small && capital))) {
             if (std::find(pairs.begin(), pairs.end(), both) == pairs.end())
                 pairs.push_back(both);
-        } else if (want.seen || lost) {
+        } else if (want.seen) {
             // A key of its own, on which a Shift the receiver sees selects no other keysym.
             pairs.push_back({want.keysym, want.keysym});
         } else {

@@ -50,9 +50,8 @@ public:
 
     // The characters one batch of lending covers, gathered through the coming text. A key has
     // two levels: a case pair shares one key, as on a keyboard, and other characters go two to
-    // a key, the second typed with Shift (but for one the receiver sees or Caps Lock would
-    // lose, which has a key to itself). A key that holds a character of the batch already is
-    // kept as it is.
+    // a key, the second typed with Shift (but for one the receiver sees, which has a key to
+    // itself). A key that holds a character of the batch already is kept as it is.
     class Batch {
     public:
         // False when no key is left for it: the batch ends before it.

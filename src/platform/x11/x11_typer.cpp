@@ -4,8 +4,9 @@
 // only on a level Shift cannot reach, such as AltGr) is typed on a spare key lent to it, so
 // that every character comes out as given whatever the layout.
 //
-// Lock state is left alone: with Caps Lock on, the receiving application turns letters to
-// capitals as it would for the user's own keys.
+// Caps Lock changes no character: a user who left it on still gets the scan as stored (as on
+// Windows, where characters are sent as such). The lock is let go for each key and put back
+// after it, as the group is for a key of another layout.
 #include "platform/app_error.h"
 #include "platform/queued_typer.h"
 #include "platform/x11/x11_display.h"
@@ -64,7 +65,10 @@ protected:
         if (const auto wait = waitForReleasedModifiers())
             return wait;
         if (const auto stroke = layoutStroke(action)) {
-            press(*stroke, action.modifiers);
+            // Caps Lock typed on purpose toggles the lock, and the keys after it know.
+            const bool capsLockKey = action.named && action.key == NamedKey::CapsLock;
+            press(*stroke, action.modifiers, !capsLockKey);
+            capsLocked_ = capsLocked_ != capsLockKey;
             return std::nullopt;
         }
         auto stroke = spareStroke(action);
@@ -152,6 +156,7 @@ private:
         XkbStateRec state{};
         if (XkbGetState(*display_, XkbUseCoreKbd, &state) != Success)
             return std::nullopt;
+        capsLocked_ = (state.locked_mods & LockMask) != 0;
         if (!userHoldsModifier(state)) {
             modifiersHeldSince_.reset();
             if (state.group != map_.activeGroup())
@@ -172,8 +177,8 @@ private:
     }
 
     // Presses the key with its modifiers held and lets everything go again, so that no
-    // modifier (nor the group of another layout) outlives its key.
-    void press(KeyStroke stroke, unsigned modifiers) {
+    // modifier (nor the group of another layout, nor Caps Lock let go of) outlives its key.
+    void press(KeyStroke stroke, unsigned modifiers, bool letGoOfCapsLock = true) {
         if (stroke.shift)
             modifiers |= ShiftModifier;
         std::array<KeyCode, 3> held{};
@@ -184,6 +189,9 @@ private:
         const bool otherGroup = stroke.group != map_.activeGroup();
         if (otherGroup)
             XkbLockGroup(*display_, XkbUseCoreKbd, unsigned(stroke.group));
+        const bool unlock = letGoOfCapsLock && capsLocked_;
+        if (unlock)
+            XkbLockModifiers(*display_, XkbUseCoreKbd, LockMask, 0);
         for (std::size_t i = 0; i < count; ++i)
             XTestFakeKeyEvent(*display_, held[i], True, CurrentTime);
         XTestFakeKeyEvent(*display_, stroke.keycode, True, CurrentTime);
@@ -192,6 +200,8 @@ private:
             XTestFakeKeyEvent(*display_, held[i], False, CurrentTime);
         if (otherGroup)
             XkbLockGroup(*display_, XkbUseCoreKbd, unsigned(map_.activeGroup()));
+        if (unlock)
+            XkbLockModifiers(*display_, XkbUseCoreKbd, LockMask, LockMask);
         lastKeyAt_ = Clock::now();
     }
 
@@ -241,6 +251,7 @@ private:
     Clock::time_point lastKeyAt_{};
     Clock::time_point modifiersCheckedAt_{};
     std::optional<Clock::time_point> modifiersHeldSince_;
+    bool capsLocked_ = false; // as last seen on the server, or as the typed Caps Lock key left it
 };
 
 } // namespace
